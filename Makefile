@@ -1,0 +1,41 @@
+# What people type; CMake and its presets do the work. See README.md and CONTRIBUTING.md.
+#
+#   make demo                 builds everything and shows it at work
+#   make check                runs the tests; SAN=thread or SAN=address for a sanitizer build
+#   make build                builds; PRESET=debug, clang, ... picks another preset
+#   make bench                runs the benchmarks
+#   make format, make lint    clang-format, clang-tidy
+#   make clean                removes build/
+
+SAN ?=
+PRESET ?= $(if $(SAN),$(SAN),release)
+JOBS ?= $(shell nproc)
+FOLDER = build/$(PRESET)
+
+.DEFAULT_GOAL := build
+.PHONY: packages build demo check bench format lint clean
+
+packages:
+	@tools/install-packages
+
+build: packages
+	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
+	@cmake --build --preset $(PRESET) --parallel $(JOBS)
+
+demo: build
+	@examples/demo.sh $(FOLDER)
+
+check: build
+	@ctest --test-dir $(FOLDER) --parallel $(JOBS) --output-on-failure
+
+bench: build
+	@set -e; for bench in $(FOLDER)/bin/*Bench; do echo "== $$bench"; $$bench; done
+
+format:
+	@git ls-files '*.h' '*.cc' | xargs clang-format -i
+
+lint: build
+	@git ls-files '*.cc' | xargs clang-tidy -p $(FOLDER) --quiet
+
+clean:
+	@rm -rf build

@@ -1,0 +1,37 @@
+// bell.h: how senders wake the receiver of a mailbox.
+//
+// Private header of platform/itc.
+//
+// A bell is a FIFO in the folder of the receiver's process, opened for reading and writing on both
+// sides, so that no end can vanish. MailboxRecord::bellState says whether it holds a byte:
+//
+//   sender     publish; read the state; if even: write a byte, then move the state to odd, unless
+//   it
+//              has changed
+//   receiver   empty the bell; move the state to the next even value; look for messages once more
+//
+// Either the sender sees the new even state and rings, or the receiver sees the message when it
+// looks once more. A sender that is killed after publishing and before ringing leaves the state
+// even, so that the next one rings. A byte that the receiver has read belongs to an even value that
+// is over, and its sender fails to mark the new one: between two looks of the receiver, odd proves
+// that a byte is there. (Were the state moved before the bell is emptied, a byte of the new value
+// could be read and marked nevertheless, and the mailbox would stay silent with messages in it.)
+#ifndef ITC_BELL_H
+#define ITC_BELL_H
+
+#include "layout.h"
+
+namespace itc {
+
+// For senders in any process, after publishing. `publishedOnStack` says how: true if by a
+// sequentially consistent operation on the record's stack, false if by other means, under a lock.
+void ringBell(MailboxRecord& record, int bell, bool publishedOnStack);
+
+// For the receiver alone.
+void silenceBell(MailboxRecord& record, int bell);
+// Writes a byte whatever the state. Used to keep a mailbox readable for what its owner has fetched.
+void strikeBell(int bell);
+
+}  // namespace itc
+
+#endif

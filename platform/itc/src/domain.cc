@@ -1,0 +1,207 @@
+#include "domain.h"
+
+#include "error.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace itc {
+
+namespace {
+
+constexpr char kControlFile[] = "domain";
+
+std::string octal(mode_t mode) {
+    char text[16];
+    std::snprintf(text, sizeof(text), "%04o", static_cast<unsigned>(mode & 07777));
+    return text;
+}
+
+std::string defaultPath() {
+    return "/dev/shm/itc-" + std::to_string(geteuid());
+}
+
+}  // namespace
+
+std::string Domain::path() {
+    const char* wanted = secure_getenv("ITC_DOMAIN");
+    std::string path = wanted != nullptr ? wanted : "";
+    // A slash at the end would follow a symbolic link.
+    while (path.size() > 1 && path.back() == '/') {
+        path.pop_back();
+    }
+    return path.empty() ? defaultPath() : path;
+}
+
+std::unique_ptr<Domain> Domain::open(const std::string& path) {
+    std::unique_ptr<Domain> domain(new Domain);
+    if (!domain->openFolder(path) || !domain->openControl() || !domain->makeFolder("names")) {
+        return nullptr;
+    }
+    return domain;
+}
+
+bool Domain::openFolder(const std::string& path) {
+    const auto openIt = [this, &path] {
+        folder_ = Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        return static_cast<bool>(folder_);
+    };
+    if (!openIt() && errno == ENOENT) {
+        if (mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) {
+            return fail("can't make the mailbox domain " + path, errno);
+        }
+        openIt();
+    }
+    if (!folder_) {
+        const char* hint =
+            errno == ENOTDIR || errno == ELOOP ? " (a symbolic link is not followed)" : "";
+        return fail("can't open the mailbox domain " + path + hint, errno);
+    }
+    struct stat status = {};
+    if (fstat(folder_.get(), &status) != 0) {
+        return fail("can't examine the mailbox domain " + path, errno);
+    }
+    if ((status.st_mode & S_IRWXO) != 0) {
+        return fail("the mailbox domain " + path + " is open to everyone (mode " +
+                    octal(status.st_mode) + "); close it with chmod o= or name another one");
+    }
+    // Anyone may make the default folder of a user before that user does, so it must be the user's.
+    isShared_ = (status.st_mode & S_IRWXG) == S_IRWXG;
+    if (status.st_uid != geteuid() && (!isShared_ || path == defaultPath())) {
+        return fail("the mailbox domain " + path + " belongs to user " +
+                    std::to_string(status.st_uid) + ", not to " + std::to_string(geteuid()));
+    }
+    if (isShared_) {
+        group_ = status.st_gid;
+        fileMode_ = 0660;
+        folderMode_ = 0770;
+    }
+    return true;
+}
+
+bool Domain::openControl() {
+    do {
+        controlFile_ = Descriptor(
+            openat(folder_.get(), kControlFile, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+        if (!controlFile_ && errno != ENOENT) {
+            return fail("can't open the control file of the mailbox domain", errno);
+        }
+    } while (!controlFile_ && createControl());
+    if (!controlFile_) {
+        return false;
+    }
+    struct stat status = {};
+    if (fstat(controlFile_.get(), &status) != 0) {
+        return fail("can't examine the control file of the mailbox domain", errno);
+    }
+    struct {
+        std::uint64_t magic;
+        std::uint32_t version;
+    } head = {};
+    const ssize_t count = pread(controlFile_.get(), &head, sizeof(head), 0);
+    if (count != static_cast<ssize_t>(sizeof(head)) || head.magic != kControlMagic) {
+        return fail("the control file of the mailbox domain is not one of this library");
+    }
+    if (head.version != kLayoutVersion) {
+        return fail("the mailbox domain has layout version " + std::to_string(head.version) +
+                    ", this library speaks " + std::to_string(kLayoutVersion) +
+                    ": let its processes end first, or use another ITC_DOMAIN");
+    }
+    if (static_cast<std::size_t>(status.st_size) != sizeof(Control)) {
+        return fail("the control file of the mailbox domain has the wrong size");
+    }
+    control_ = Mapping::shared(controlFile_.get(), sizeof(Control), true);
+    if (!control_) {
+        return fail("can't map the control file of the mailbox domain", errno);
+    }
+    return true;
+}
+
+// Fills the file before it has a name, so that it is never seen half-made.
+bool Domain::createControl() {
+    Descriptor file(openat(folder_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, fileMode_));
+    if (!file) {
+        return fail("can't make the control file of the mailbox domain", errno);
+    }
+    if (!openToMembers(file)) {
+        return fail("can't open the control file of the mailbox domain to its members", errno);
+    }
+    if (!reserveSpace(file.get(), 0, sizeof(Control))) {
+        return fail("no room for the control file of the mailbox domain", errno);
+    }
+    const std::unique_ptr<Control> control(new Control{});
+    control->magic = kControlMagic;
+    control->version = kLayoutVersion;
+    control->nameSequence = 1;
+    const ssize_t count = pwrite(file.get(), control.get(), sizeof(Control), 0);
+    if (count != static_cast<ssize_t>(sizeof(Control))) {
+        return fail("can't write the control file of the mailbox domain", count < 0 ? errno : EIO);
+    }
+    const std::string self = "/proc/self/fd/" + std::to_string(file.get());
+    if (linkat(AT_FDCWD, self.c_str(), folder_.get(), kControlFile, AT_SYMLINK_FOLLOW) != 0 &&
+        errno != EEXIST) {
+        return fail("can't name the control file of the mailbox domain", errno);
+    }
+    return true;
+}
+
+bool Domain::openToMembers(const std::string& name, mode_t mode) const {
+    return (!isShared_ || fchownat(folder(), name.c_str(), static_cast<uid_t>(-1), group_,
+                                   AT_SYMLINK_NOFOLLOW) == 0) &&
+           fchmodat(folder(), name.c_str(), mode, 0) == 0;
+}
+
+bool Domain::openToMembers(const Descriptor& file) const {
+    return (!isShared_ || fchown(file.get(), static_cast<uid_t>(-1), group_) == 0) &&
+           fchmod(file.get(), fileMode_) == 0;
+}
+
+// Made under another name, so that other members never meet it closed to them.
+bool Domain::makeFolder(const std::string& name) const {
+    constexpr int kAttempts = 10;  // a sweep may take the half-made folder for one of the dead
+    for (int attempt = 1;; ++attempt) {
+        if (faccessat(folder(), name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
+            return true;
+        }
+        const std::string halfMade = "new-folder-" + std::to_string(nextNameSequence());
+        if (mkdirat(folder(), halfMade.c_str(), folderMode_) == 0 &&
+            openToMembers(halfMade, folderMode_) &&
+            renameat2(folder(), halfMade.c_str(), folder(), name.c_str(), RENAME_NOREPLACE) == 0) {
+            return true;
+        }
+        const int error = errno;
+        unlinkat(folder(), halfMade.c_str(), AT_REMOVEDIR);  // what stays is swept
+        if (error == EEXIST) {
+            return true;
+        }
+        if (error != ENOENT || attempt == kAttempts) {
+            return fail("can't make " + name + " in the mailbox domain", error);
+        }
+    }
+}
+
+bool Domain::makeFifo(const std::string& name) const {
+    if (mkfifoat(folder(), name.c_str(), fileMode_) != 0 || !openToMembers(name, fileMode_)) {
+        return fail("can't make " + name + " in the mailbox domain", errno);
+    }
+    return true;
+}
+
+Descriptor Domain::makeFile(const std::string& name) const {
+    Descriptor file(openat(folder(), name.c_str(),
+                           O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, fileMode_));
+    if (!file || !openToMembers(file)) {
+        const int error = errno;
+        fail("can't make " + name + " in the mailbox domain", error);
+        file.close();
+        errno = error;
+    }
+    return file;
+}
+
+}  // namespace itc

@@ -1,0 +1,289 @@
+// The owner's side of a mailbox: fetching, choosing, waiting.
+//
+// The bell must hold a byte whenever receive() returns with messages left, and must not hold one
+// for long otherwise. So a receive that empties the queue silences the bell and then looks once
+// more, and one that leaves messages behind makes sure that the bell holds a byte. While receive()
+// itself waits, messages that its filter leaves out are in the queue and the bell is silent.
+
+#include "bell.h"
+#include "error.h"
+#include "mailbox.h"
+#include "names.h"
+#include "process.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+
+#include <sys/epoll.h>
+
+namespace itc {
+
+namespace {
+
+// A mailbox that never runs empty still looks for deaths now and then,
+constexpr std::uint32_t kLooksPerDeathCheck = 64;
+// and frees memory when so many bytes have gone through it.
+constexpr std::uint32_t kBytesPerReclaim = 4U << 20;
+constexpr int kWaitForever = -1;
+
+class Deadline {
+public:
+    explicit Deadline(std::uint32_t timeout) : timeout_(timeout) {
+        if (timeout != ITC_NO_WAIT && timeout != ITC_WAIT_FOREVER) {
+            end_ = Clock::now() + std::chrono::milliseconds(timeout);
+        }
+    }
+    bool isOver() const { return left() == 0; }
+    // Milliseconds for epoll_wait, rounded up: 0 when the time is over.
+    int left() const {
+        if (timeout_ == ITC_WAIT_FOREVER) {
+            return kWaitForever;
+        }
+        if (timeout_ == ITC_NO_WAIT) {
+            return 0;
+        }
+        const auto rest = std::chrono::ceil<std::chrono::milliseconds>(end_ - Clock::now()).count();
+        return static_cast<int>(std::clamp<long long>(rest, 0, 0x7FFFFFFF));
+    }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    std::uint32_t timeout_;
+    Clock::time_point end_;
+};
+
+bool admits(const std::uint32_t* filter, std::uint32_t msgno) {
+    return filter == nullptr ||
+           std::find(filter + 1, filter + 1 + filter[0], msgno) != filter + 1 + filter[0];
+}
+
+}  // namespace
+
+itc_msg* Mailbox::receive(const std::uint32_t* filter, std::uint32_t timeout, std::uint32_t from) {
+    const Deadline deadline(timeout);
+    std::size_t seen = 0;
+    bool isLastLook = false;
+    for (;;) {
+        if (watches_.followsProcesses() && ++looksSinceDeathCheck_ >= kLooksPerDeathCheck) {
+            noticeDeaths(0);
+        }
+        if (itc_msg* message = takeMatching(filter, from, seen); message != nullptr) {
+            settle();
+            return message;
+        }
+        if (isLastLook) {
+            break;
+        }
+        if (fetch() || lookAfterSilence() || (watches_.followsProcesses() && noticeDeaths(0))) {
+            // Those who send without end must not keep a wait from ending.
+            isLastLook = deadline.isOver();
+            continue;
+        }
+        const int left = deadline.left();
+        if (left == 0) {
+            break;
+        }
+        noticeDeaths(left);
+    }
+    settle();
+    return nullptr;
+}
+
+// The first `seen` messages of the queue are known not to match.
+itc_msg* Mailbox::takeMatching(const std::uint32_t* filter, std::uint32_t from, std::size_t& seen) {
+    const auto found =
+        std::find_if(queue_.begin() + static_cast<std::ptrdiff_t>(seen), queue_.end(),
+                     [&](const itc_msg* message) {
+                         return admits(filter, message->msgno) &&
+                                (from == ITC_ANY_SENDER || blockOf(message)->sender == from);
+                     });
+    if (found == queue_.end()) {
+        seen = queue_.size();
+        return nullptr;
+    }
+    itc_msg* message = *found;
+    queue_.erase(found);
+    record_->taken.store(record_->taken.load(std::memory_order_relaxed) + 1,
+                         std::memory_order_relaxed);
+    bytesSinceReclaim_ += blockOf(message)->size + kCuts[1];
+    if (bytesSinceReclaim_ >= kBytesPerReclaim) {
+        bytesSinceReclaim_ = 0;
+        process_.reclaim(process_.inbox().isLarge());
+    }
+    return message;
+}
+
+// Leaves the bell as the rest of the queue needs it.
+void Mailbox::settle() {
+    if (queue_.empty() && (fetchedSinceSilence_ || struck_)) {
+        lookAfterSilence();
+    }
+    const bool ringing = struck_ || (record_->bellState.load(std::memory_order_relaxed) & 1) != 0;
+    if (!queue_.empty() && !ringing) {
+        strikeBell(bell_.get());
+        struck_ = true;
+    }
+}
+
+bool Mailbox::lookAfterSilence() {
+    silenceBell(*record_, bell_.get());
+    struck_ = false;
+    fetchedSinceSilence_ = false;
+    process_.reclaim(false);  // a sender that waits for room rings as well
+    return fetch();
+}
+
+// Moves what has arrived into the queue. Returns whether that changed it.
+bool Mailbox::fetch() {
+    if (record_->stack.load(std::memory_order_seq_cst) == kEmptyStack &&
+        !posted_.load(std::memory_order_relaxed)) {
+        return false;
+    }
+    const std::size_t before = queue_.size();
+    std::vector<Block*> fetched;
+    Block* posted = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        posted = firstPosted_;
+        firstPosted_ = nullptr;
+        lastPosted_ = nullptr;
+        posted_.store(false, std::memory_order_relaxed);
+        fetchStack(record_->stack.exchange(kEmptyStack, std::memory_order_seq_cst), fetched);
+    }
+    fetchedSinceSilence_ = true;
+    std::size_t accepted = 0;
+    const auto acceptPushed = [&](std::uint64_t until) {
+        for (; accepted < fetched.size() && accepted < until; ++accepted) {
+            accept(fetched[accepted], id());
+        }
+    };
+    while (posted != nullptr) {
+        acceptPushed(posted->pushedBefore);
+        Block* next = posted->next;
+        accept(posted, id());
+        posted = next;
+    }
+    acceptPushed(fetched.size());
+    process_.reclaim(false);
+    return queue_.size() != before;
+}
+
+// Walks a stack that no one else can reach any more, newest first, and appends it oldest first.
+// What can't be a block ends the walk: the memory it leads to is not ours to guess about.
+void Mailbox::fetchStack(std::uint64_t stack, std::vector<Block*>& fetched) {
+    if (stack == kClosedStack) {
+        return;
+    }
+    Inbox& inbox = process_.inbox();
+    const std::size_t before = fetched.size();
+    std::uint64_t unit = stack & 0xFFFFFFFF;
+    std::uint32_t messages = 0;
+    for (std::uint64_t left = std::min(stack >> 32, kMaxBlocks); left > 0 && unit != 0; --left) {
+        Block* block = inbox.block(unit);
+        if (block == nullptr) {
+            fail("the inbox holds garbage: messages from other processes are lost");
+            break;
+        }
+        inbox.hold(block);
+        fetched.push_back(block);
+        messages += block->kind == kMessage ? 1 : 0;
+        unit = block->link;
+    }
+    std::reverse(fetched.begin() + static_cast<std::ptrdiff_t>(before), fetched.end());
+    record_->arrived.store(record_->arrived.load(std::memory_order_relaxed) + messages,
+                           std::memory_order_relaxed);
+}
+
+void Mailbox::accept(Block* block, std::uint32_t self) {
+    itc_msg* message = messageOf(block);
+    if (block->kind == kMessage) {
+        if (block->receiver == self) {
+            queue_.push_back(message);
+            return;
+        }
+        // One for an earlier holder of the record, by a sender that was late, has no receiver.
+        record_->taken.store(record_->taken.load(std::memory_order_relaxed) + 1,
+                             std::memory_order_relaxed);
+        Process::free(message);
+        return;
+    }
+    if (Process::sizeOf(message) >= sizeof(Notice)) {
+        acceptNotice(*block, *reinterpret_cast<const Notice*>(message), self);
+    }
+    Process::free(message);
+}
+
+void Mailbox::acceptNotice(const Block& block, const Notice& notice, std::uint32_t self) {
+    if (block.receiver != self) {
+        if (block.kind == kWatch) {
+            process_.sendNotice(kGone, notice.number, block.sender, block.receiver, false);
+        }
+        return;
+    }
+    switch (block.kind) {
+        case kWatch: {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            keepWatcher(block.sender, notice.number);
+            break;
+        }
+        case kUnwatch: {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            forgetWatcher(block.sender, notice.number);
+            break;
+        }
+        case kGone: {
+            const Watches::Watch watch = watches_.take(notice.number);
+            if (watch.indication != nullptr) {
+                deliver(watch.indication, watch.mailbox);
+            }
+            break;
+        }
+        case kLocated: {
+            // A second answer finds no request any more.
+            const auto found = requests_.find(notice.number);
+            if (found != requests_.end()) {
+                removeNote(process_.home(), found->second.encodedName, self, notice.number);
+                deliver(found->second.indication, block.sender);
+                requests_.erase(found);
+            }
+            break;
+        }
+        default:
+            break;
+    }
+}
+
+void Mailbox::deliver(itc_msg* indication, std::uint32_t sender) {
+    blockOf(indication)->sender = sender;
+    queue_.push_back(indication);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    record_->arrived.store(record_->arrived.load(std::memory_order_relaxed) + 1,
+                           std::memory_order_relaxed);
+}
+
+// Waits up to `timeout` milliseconds for the bell or a death. Returns whether a death has changed
+// the queue.
+bool Mailbox::noticeDeaths(int timeout) {
+    looksSinceDeathCheck_ = 0;
+    epoll_event events[16];
+    const int count = epoll_wait(epoll_.get(), events, 16, timeout);
+    const std::size_t before = queue_.size();
+    for (int index = 0; index < count; ++index) {
+        if (events[index].data.u32 != 0) {
+            noticeDeath(events[index].data.u32);
+        }
+    }
+    // A failure is a signal: who waits looks at the clock and comes back.
+    return queue_.size() != before;
+}
+
+// What the dead had sent comes before the news of their death.
+void Mailbox::noticeDeath(std::uint32_t slot) {
+    fetch();
+    for (const Watches::Watch& watch : watches_.takeAllOfDead(process_.home(), slot)) {
+        deliver(watch.indication, watch.mailbox);
+    }
+}
+
+}  // namespace itc

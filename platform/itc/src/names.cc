@@ -1,0 +1,195 @@
+#include "names.h"
+
+#include "error.h"
+#include "folder.h"
+#include "itc.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace itc {
+
+namespace {
+
+std::string folderOf(const std::string& encoded) {
+    return "names/" + encoded;
+}
+
+std::string holderEntry(std::uint64_t sequence, std::uint32_t mailbox) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "%016llx-%08x", static_cast<unsigned long long>(sequence),
+                  mailbox);
+    return text;
+}
+
+std::string noteEntry(std::uint32_t mailbox, std::uint32_t request) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "note-%08x-%08x", mailbox, request);
+    return text;
+}
+
+std::string nameLink(std::uint32_t mailbox, std::uint32_t number) {
+    char text[32];
+    std::snprintf(text, sizeof(text), "/name-%08x-%u", mailbox, number);
+    return Domain::processFolder(slotOf(mailbox)) + text;
+}
+
+std::string noteLink(std::uint32_t mailbox, std::uint32_t request) {
+    return Domain::processFolder(slotOf(mailbox)) + "/" + noteEntry(mailbox, request);
+}
+
+bool makeEntry(const Domain& domain, const std::string& folder, const std::string& entry) {
+    constexpr int kAttempts = 100;  // someone else may remove the folder because it is empty still
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        if (!domain.makeFolder(folder)) {
+            return false;
+        }
+        if (domain.makeFile(folder + "/" + entry)) {
+            return true;
+        }
+        if (errno != ENOENT) {
+            return false;
+        }
+    }
+    return false;
+}
+
+// Removes what `link` points to, and the folder around that if it was the last entry, and `link`.
+// What is gone already is as good.
+void removeEntry(const Domain& domain, const std::string& link, const std::string& folder,
+                 const std::string& entry) {
+    unlinkat(domain.folder(), (folder + "/" + entry).c_str(), 0);
+    unlinkat(domain.folder(), folder.c_str(), AT_REMOVEDIR);
+    unlinkat(domain.folder(), link.c_str(), 0);
+}
+
+bool makeLinkedEntry(const Domain& domain, const std::string& link, const std::string& folder,
+                     const std::string& entry) {
+    if (symlinkat((folder + "/" + entry).c_str(), domain.folder(), link.c_str()) != 0) {
+        return fail("can't make " + link + " in the mailbox domain", errno);
+    }
+    if (!makeEntry(domain, folder, entry)) {
+        removeEntry(domain, link, folder, entry);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+std::string encodeName(const char* name) {
+    static const char digits[] = "0123456789abcdef";
+    std::string encoded;
+    for (const char* at = name; *at != '\0'; ++at) {
+        const auto byte = static_cast<unsigned char>(*at);
+        const bool plain = byte > 0x20 && byte != 0x7F && byte != '/' && byte != '%' &&
+                           (byte != '.' || at != name);
+        if (plain) {
+            encoded += *at;
+        } else {
+            encoded += {'%', digits[byte >> 4], digits[byte & 0xF]};
+        }
+        if (encoded.size() > ITC_MAX_NAME_LENGTH) {
+            fail("a mailbox name is longer than " + std::to_string(ITC_MAX_NAME_LENGTH) +
+                 " bytes: " + std::string(name).substr(0, 40) + "...");
+            return std::string();
+        }
+    }
+    if (encoded.empty()) {
+        fail("a mailbox name is empty");
+    }
+    return encoded;
+}
+
+std::string decodeName(const std::string& encoded) {
+    std::string name;
+    for (std::size_t at = 0; at < encoded.size(); ++at) {
+        unsigned byte = 0;
+        if (encoded[at] == '%' && std::sscanf(encoded.c_str() + at + 1, "%2x", &byte) == 1) {
+            name += static_cast<char>(byte);
+            at += 2;
+        } else {
+            name += encoded[at];
+        }
+    }
+    return name;
+}
+
+bool takeName(const Domain& domain, std::uint32_t mailbox, const std::string& encoded,
+              std::uint32_t number) {
+    return makeLinkedEntry(domain, nameLink(mailbox, number), folderOf(encoded),
+                           holderEntry(domain.nextNameSequence(), mailbox));
+}
+
+void dropName(const Domain& domain, std::uint32_t mailbox, std::uint32_t number) {
+    const std::string link = nameLink(mailbox, number);
+    const std::string target = readLink(domain.folder(), link);
+    const std::size_t slash = target.rfind('/');
+    if (slash != std::string::npos) {
+        removeEntry(domain, link, target.substr(0, slash), target.substr(slash + 1));
+    }
+}
+
+std::string nameOf(const Domain& domain, std::uint32_t mailbox, std::uint32_t number) {
+    const std::string target = readLink(domain.folder(), nameLink(mailbox, number));
+    const std::size_t first = target.find('/');
+    const std::size_t last = target.rfind('/');
+    return first == last ? std::string() : target.substr(first + 1, last - first - 1);
+}
+
+std::uint32_t oldestHolder(Domain& domain, const std::string& encoded) {
+    std::vector<std::pair<unsigned long long, std::uint32_t>> holders;
+    listFolder(domain.folder(), folderOf(encoded), [&holders](const char* entry) {
+        unsigned long long sequence = 0;
+        unsigned mailbox = 0;
+        if (std::sscanf(entry, "%16llx-%8x", &sequence, &mailbox) == 2) {
+            holders.emplace_back(sequence, mailbox);
+        }
+    });
+    std::sort(holders.begin(), holders.end());
+    for (const auto& [sequence, mailbox] : holders) {
+        if (!isSlot(slotOf(mailbox))) {
+            continue;
+        }
+        if (domain.isAlive(slotOf(mailbox))) {
+            return mailbox;
+        }
+        domain.sweepIfDead(slotOf(mailbox));
+    }
+    return 0;
+}
+
+bool leaveNote(const Domain& domain, const std::string& encoded, std::uint32_t mailbox,
+               std::uint32_t request) {
+    return makeLinkedEntry(domain, noteLink(mailbox, request), folderOf(encoded),
+                           noteEntry(mailbox, request));
+}
+
+void removeNote(const Domain& domain, const std::string& encoded, std::uint32_t mailbox,
+                std::uint32_t request) {
+    removeEntry(domain, noteLink(mailbox, request), folderOf(encoded), noteEntry(mailbox, request));
+}
+
+void forEachNote(const Domain& domain, const std::string& encoded,
+                 const std::function<void(std::uint32_t mailbox, std::uint32_t request)>& visit) {
+    std::vector<std::pair<unsigned, unsigned>> notes;
+    listFolder(domain.folder(), folderOf(encoded), [&notes](const char* entry) {
+        unsigned mailbox = 0;
+        unsigned request = 0;
+        if (std::sscanf(entry, "note-%8x-%8x", &mailbox, &request) == 2) {
+            notes.emplace_back(mailbox, request);
+        }
+    });
+    for (const auto& [mailbox, request] : notes) {
+        visit(mailbox, request);
+    }
+}
+
+}  // namespace itc

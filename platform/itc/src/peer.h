@@ -1,0 +1,63 @@
+// peer.h: another process of the domain, seen from one that sends to it.
+//
+// Private header of platform/itc.
+//
+// Everything here that is not the inbox itself is private memory of this process under one lock: a
+// sender that is killed holds up nobody outside its own process.
+#ifndef ITC_PEER_H
+#define ITC_PEER_H
+
+#include "blockPool.h"
+#include "descriptor.h"
+#include "domain.h"
+#include "layout.h"
+#include "mapping.h"
+#include "outcome.h"
+
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+
+namespace itc {
+
+class Peer {
+public:
+    // Maps the inbox of the process in `slot` for the sender in `ownSlot` and puts it into `peer`,
+    // which is null unless that is done.
+    static Outcome attach(const Domain& domain, std::uint32_t slot, std::uint32_t ownSlot,
+                          std::shared_ptr<Peer>& peer);
+
+    // Whether its process still has its slot, as far as anyone has noticed.
+    bool isCurrent() const { return domain_.slot(slot_).incarnation.load() == incarnation_; }
+    // Whether its process lives. Asks the kernel.
+    bool isAlive() const { return isCurrent() && domain_.isAlive(slot_); }
+
+    // Copies a message into the inbox and publishes it to `receiver`. Waits only while there is no
+    // room. A quiet message does not wake the receiver.
+    Outcome send(std::uint32_t kind, std::uint32_t sender, std::uint32_t receiver,
+                 const void* message, std::uint32_t size, bool quiet);
+
+private:
+    Peer(const Domain& domain, std::uint32_t slot, std::uint32_t incarnation, Descriptor file,
+         Mapping mapping, std::uint32_t ownSlot);
+    InboxHeader& header() const { return *mapping_.as<InboxHeader>(); }
+    MailboxRecord* find(std::uint32_t mailbox) const;
+    // Both with mutex_ held.
+    Outcome openBell(std::uint32_t number, int& bell);
+    std::uint64_t takeBlock(std::uint32_t size);
+    bool waitForRoom(const MailboxRecord& record, int bell);
+
+    const Domain& domain_;
+    const std::uint32_t slot_;
+    const std::uint32_t incarnation_;
+    const Descriptor file_;
+    const Mapping mapping_;
+
+    std::mutex mutex_;  // guards what follows
+    std::unordered_map<std::uint32_t, Descriptor> bells_;
+    BlockPool blocks_;
+};
+
+}  // namespace itc
+
+#endif

@@ -1,0 +1,110 @@
+#include "watches.h"
+
+#include "error.h"
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+
+namespace itc {
+
+std::uint32_t Watches::add(std::uint32_t mailbox, itc_msg* indication) {
+    do {
+        ++lastNumber_;
+    } while (lastNumber_ == 0 || lastNumber_ == ITC_NO_MAILBOX || watches_.count(lastNumber_) != 0);
+    watches_.emplace(lastNumber_, Watch{mailbox, indication});
+    ++watchesOf_[slotOf(mailbox)];
+    return lastNumber_;
+}
+
+Watches::Watch Watches::take(std::uint32_t number) {
+    const auto found = watches_.find(number);
+    if (found == watches_.end()) {
+        return Watch{0, nullptr};
+    }
+    const Watch watch = found->second;
+    watches_.erase(found);
+    const auto count = watchesOf_.find(slotOf(watch.mailbox));
+    if (--count->second == 0) {
+        watchesOf_.erase(count);
+        unfollow(lives_.find(slotOf(watch.mailbox)));
+    }
+    return watch;
+}
+
+std::vector<Watches::Numbered> Watches::takeAll() {
+    std::vector<Numbered> taken(watches_.begin(), watches_.end());
+    watches_.clear();
+    watchesOf_.clear();
+    while (!lives_.empty()) {
+        unfollow(lives_.begin());
+    }
+    return taken;
+}
+
+Outcome Watches::followProcess(const Domain& domain, std::uint32_t slot) {
+    if (lives_.count(slot) != 0) {
+        return domain.isAlive(slot) ? Outcome::kDone : Outcome::kGone;
+    }
+    const std::string what = "can't follow the life of process slot " + std::to_string(slot);
+    const std::uint32_t incarnation = domain.slot(slot).incarnation.load();
+    Descriptor fifo(openat(domain.folder(), (Domain::processFolder(slot) + "/life").c_str(),
+                           O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    if (!fifo) {
+        if (errno == ENOENT) {
+            return Outcome::kGone;
+        }
+        fail(what, errno);
+        return Outcome::kFailed;
+    }
+    // Only a FIFO that was opened while its process lived hangs up when it ends.
+    if (!domain.isAlive(slot) || domain.slot(slot).incarnation.load() != incarnation) {
+        return Outcome::kGone;
+    }
+    epoll_event event = {};
+    event.data.u32 = slot;  // a hang-up is reported unasked
+    if (epoll_ctl(epoll_, EPOLL_CTL_ADD, fifo.get(), &event) != 0) {
+        fail(what, errno);
+        return Outcome::kFailed;
+    }
+    lives_.emplace(slot, Life{std::move(fifo), incarnation});
+    return Outcome::kDone;
+}
+
+bool Watches::followsPredecessor(const Domain& domain, std::uint32_t slot) const {
+    const auto life = lives_.find(slot);
+    return life != lives_.end() && life->second.incarnation != domain.slot(slot).incarnation.load();
+}
+
+std::vector<Watches::Watch> Watches::takeAllOfDead(Domain& domain, std::uint32_t slot) {
+    std::vector<Watch> taken;
+    const auto life = lives_.find(slot);
+    if (life == lives_.end()) {
+        return taken;
+    }
+    domain.markDead(slot, life->second.incarnation);
+    unfollow(life);
+    for (auto at = watches_.begin(); at != watches_.end();) {
+        if (slotOf(at->second.mailbox) == slot) {
+            taken.push_back(at->second);
+            at = watches_.erase(at);
+        } else {
+            ++at;
+        }
+    }
+    watchesOf_.erase(slot);
+    return taken;
+}
+
+void Watches::unfollow(std::unordered_map<std::uint32_t, Life>::iterator life) {
+    if (life != lives_.end()) {
+        // It was added and is open: nothing can be wrong with that.
+        epoll_ctl(epoll_, EPOLL_CTL_DEL, life->second.fifo.get(), nullptr);
+        lives_.erase(life);
+    }
+}
+
+}  // namespace itc

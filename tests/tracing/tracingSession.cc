@@ -1,0 +1,205 @@
+#include "tracingSession.h"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace {
+
+constexpr char kProvider[] = "com_talmor_pellon_quoria:";
+constexpr std::chrono::milliseconds kPollInterval(20);
+constexpr std::chrono::seconds kDaemonLimit(60);
+
+std::filesystem::path makeFolder() {
+    std::string path = std::filesystem::temp_directory_path() / "quoria-XXXXXX";
+    if (mkdtemp(path.data()) == nullptr) {
+        throw std::system_error(errno, std::system_category(), path);
+    }
+    return path;
+}
+
+Environment makeEnvironment(const std::filesystem::path& folder) {
+    Environment environment = ownEnvironment();
+    for (auto variable = environment.begin(); variable != environment.end();) {
+        const bool foreign = variable->first.rfind("LTTNG_", 0) == 0;
+        variable = foreign ? environment.erase(variable) : std::next(variable);
+    }
+    environment["LTTNG_HOME"] = folder;
+    environment["LTTNG_UST_REGISTER_TIMEOUT"] = "-1";  // a program waits as long as it takes
+    environment["LC_ALL"] = "C";
+    return environment;
+}
+
+Command operator+(Command left, const Command& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+bool endsWith(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// "[time] (+delta) host provider:NAME: { context }, { fields }"
+RecordedEvent parseEvent(const std::string& line) {
+    const std::size_t name = line.find(kProvider) + std::string(kProvider).size();
+    const std::size_t nameEnd = line.find(": {", name);
+    const std::string beforeFields = "}, { ";
+    const std::size_t fields = line.find(beforeFields, nameEnd) + beforeFields.size();
+    return {line.substr(name, nameEnd - name), line.substr(fields, line.size() - fields - 2)};
+}
+
+}  // namespace
+
+TracingSession::TracingSession(const Command& selection)
+    : folder_(makeFolder()),
+      trace_(folder_ / "trace"),
+      output_(folder_ / "output.txt"),
+      environment_(makeEnvironment(folder_)) {
+    try {
+        assumeUser();
+        startDaemon();
+        awaitDaemon();
+        lttng({"create", "test", "--output=" + trace_.string()});
+        lttng(Command{"enable-event", "--userspace", std::string(kProvider) + '*'} + selection);
+        lttng({"start"});
+    } catch (...) {
+        stopDaemon();
+        removeFiles();
+        throw;
+    }
+}
+
+TracingSession::~TracingSession() {
+    stopDaemon();
+    removeFiles();
+}
+
+void TracingSession::run(const Command& program) {
+    requireAsUser(program);
+}
+
+std::vector<RecordedEvent> TracingSession::finish() {
+    lttng({"stop"});
+    lttng({"destroy"});
+    std::istringstream lines(requireAsUser({"babeltrace2", trace_}));
+    std::vector<RecordedEvent> events;
+    for (std::string line; std::getline(lines, line);) {
+        if (line.find(kProvider) != std::string::npos) {
+            events.push_back(parseEvent(line));
+        }
+    }
+    return events;
+}
+
+std::string TracingSession::metadata() {
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(trace_)) {
+        if (entry.path().filename() == "metadata") {
+            return requireAsUser(
+                {"babeltrace2", "--output-format=ctf-metadata", entry.path().parent_path()});
+        }
+    }
+    throw std::runtime_error("the trace has no metadata");
+}
+
+void TracingSession::assumeUser() {
+    const std::string userId = std::to_string(100000 + getpid());
+    const Command mapped = {"unshare", "--user", "--map-user=" + userId, "--map-group=" + userId};
+    if (execute(mapped + Command{"true"}) == 0) {
+        userId_ = userId;
+        asUser_ = mapped;
+    } else if (geteuid() == 0) {
+        userId_ = userId;
+        asUser_ = {"setpriv", "--reuid=" + userId, "--regid=" + userId, "--clear-groups"};
+        const auto id = static_cast<uid_t>(std::stoul(userId));
+        if (chown(folder_.c_str(), id, id) != 0) {
+            throw std::system_error(errno, std::system_category(), folder_);
+        }
+    }
+}
+
+// The daemon ends with this process, whatever ends this process.
+void TracingSession::startDaemon() {
+    const Command daemon = {"setpriv", "--pdeathsig", "TERM", "lttng-sessiond", "--no-kernel"};
+    daemon_ = startProgram(asUser_ + daemon, environment_, folder_ / "daemon.log");
+}
+
+void TracingSession::awaitDaemon() {
+    const auto limit = std::chrono::steady_clock::now() + kDaemonLimit;
+    int status = 0;
+    while (executeAsUser({"lttng", "--no-sessiond", "--group=none", "list"}) != 0) {
+        if (hasEnded(daemon_, status)) {
+            daemon_ = -1;
+            throw std::runtime_error("lttng-sessiond (of the package lttng-tools) did not start: " +
+                                     readFile(folder_ / "daemon.log"));
+        }
+        if (std::chrono::steady_clock::now() > limit) {
+            throw std::runtime_error("lttng-sessiond does not answer: " +
+                                     readFile(folder_ / "daemon.log"));
+        }
+        std::this_thread::sleep_for(kPollInterval);
+    }
+}
+
+void TracingSession::stopDaemon() {
+    if (daemon_ == -1) {
+        return;
+    }
+    // It is our child and not awaited yet, so it still has this id.
+    static_cast<void>(kill(daemon_, SIGTERM));
+    const auto limit = std::chrono::steady_clock::now() + kDaemonLimit;
+    int status = 0;
+    while (!hasEnded(daemon_, status)) {
+        if (std::chrono::steady_clock::now() > limit) {
+            static_cast<void>(kill(daemon_, SIGKILL));
+        }
+        std::this_thread::sleep_for(kPollInterval);
+    }
+    daemon_ = -1;
+}
+
+void TracingSession::removeFiles() {
+    // What can't be removed is not worth a failure.
+    std::error_code ignored;
+    std::filesystem::remove_all(folder_, ignored);
+    if (userId_.empty()) {
+        return;
+    }
+    for (const auto& entry : std::filesystem::directory_iterator("/dev/shm", ignored)) {
+        if (endsWith(entry.path().filename(), '-' + userId_)) {
+            std::filesystem::remove(entry.path(), ignored);
+        }
+    }
+}
+
+int TracingSession::execute(const Command& program) {
+    return awaitEnd(startProgram(program, environment_, output_));
+}
+
+int TracingSession::executeAsUser(const Command& program) {
+    return execute(asUser_ + program);
+}
+
+std::string TracingSession::requireAsUser(const Command& program) {
+    const int status = executeAsUser(program);
+    if (status != 0) {
+        std::ostringstream text;
+        for (const std::string& word : program) {
+            text << word << ' ';
+        }
+        text << "ended with status " << status << ": " << readFile(output_);
+        throw std::runtime_error(text.str());
+    }
+    return readFile(output_);
+}
+
+// The group is one that nobody is in, so that the tool does not turn to the daemon of user 0.
+void TracingSession::lttng(const Command& arguments) {
+    requireAsUser(Command{"lttng", "--no-sessiond", "--group=none"} + arguments);
+}

@@ -1,0 +1,36 @@
+#include "runCommand.h"
+
+#include "commandOutput.h"
+#include "exitCodes.h"
+#include "standardStreams.h"
+
+#include <quoria/command/commandIf.h>
+
+#include <itc.h>
+#include <itc_admin.h>
+#include <unistd.h>
+
+#include <ostream>
+
+namespace Rci {
+
+int runCommand(const std::string& name, const std::vector<std::string>& args) {
+    const std::string ownName = "rci:" + std::to_string(getpid());
+    if (itc_create_mailbox(ownName.c_str(), 0) == ITC_NO_MAILBOX) {
+        complain(std::string("rci: can't create a mailbox: ") + itc_error_text());
+        return kExitToolError;
+    }
+    CommandOutput buffer(name, writeOutput);
+    std::ostream output(&buffer);
+    output.exceptions(std::ios::badbit);  // what writeOutput throws ends the execution
+
+    const auto result = Quoria::Command::V1::CommandIf::create(name)->execute(args, output);
+
+    if (const auto failure = buffer.finish()) {
+        complain(failure->line);
+        return failure->exitCode;
+    }
+    return static_cast<int>(result);
+}
+
+}  // namespace Rci

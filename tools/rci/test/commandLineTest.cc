@@ -1,0 +1,98 @@
+#include "commandLine.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using Rci::Answer;
+using Rci::ListRequest;
+using Rci::parseCommandLine;
+using Rci::Request;
+using Rci::RunRequest;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+RunRequest run(const std::vector<std::string>& words) {
+    return std::get<RunRequest>(parseCommandLine(words));
+}
+
+Answer answer(const std::vector<std::string>& words) {
+    return std::get<Answer>(parseCommandLine(words));
+}
+
+void expectUsageError(const std::vector<std::string>& words) {
+    const Answer error = answer(words);
+    EXPECT_EQ(error.exitCode, 125);
+    EXPECT_THAT(error.output, IsEmpty());
+    EXPECT_THAT(error.complaint, testing::StartsWith("rci: "));
+}
+
+TEST(CommandLine, RunTakesANameAndItsArguments) {
+    EXPECT_EQ(run({"run", "greet"}).name, "greet");
+    EXPECT_THAT(run({"run", "greet"}).args, IsEmpty());
+    EXPECT_THAT(run({"run", "greet", "big", "world"}).args, ElementsAre("big", "world"));
+}
+
+TEST(CommandLine, ArgumentsOfTheCommandAreTakenAsTheyStand) {
+    EXPECT_THAT(run({"run", "log", "--follow", "5"}).args, ElementsAre("--follow", "5"));
+    EXPECT_THAT(run({"run", "log", "--help"}).args, ElementsAre("--help"));
+    EXPECT_THAT(run({"run", "log", "-h", "--version"}).args, ElementsAre("-h", "--version"));
+    EXPECT_THAT(run({"run", "log", "list", "--json"}).args, ElementsAre("list", "--json"));
+    EXPECT_THAT(run({"run", "log", "", "[a,b]", "a b"}).args, ElementsAre("", "[a,b]", "a b"));
+    EXPECT_THAT(run({"run", "log", "--", "-x", "--"}).args, ElementsAre("--", "-x", "--"));
+}
+
+TEST(CommandLine, AMarkBeforeTheNameEndsTheOptionsOfRci) {
+    EXPECT_EQ(run({"run", "--", "greet"}).name, "greet");
+    EXPECT_THAT(run({"run", "--", "greet", "--", "x"}).args, ElementsAre("--", "x"));
+    EXPECT_EQ(run({"run", "--", "--odd"}).name, "--odd");
+    EXPECT_EQ(run({"run", "--", "--"}).name, "--");
+}
+
+TEST(CommandLine, AnyOtherNameIsTakenAsItIs) {
+    EXPECT_EQ(run({"run", ""}).name, "");
+    EXPECT_EQ(run({"run", "-"}).name, "-");
+    EXPECT_EQ(run({"run", "run"}).name, "run");
+    EXPECT_EQ(run({"run", "list"}).name, "list");
+}
+
+TEST(CommandLine, ListTakesAFlagForJson) {
+    EXPECT_FALSE(std::get<ListRequest>(parseCommandLine({"list"})).asJson);
+    EXPECT_TRUE(std::get<ListRequest>(parseCommandLine({"list", "--json"})).asJson);
+}
+
+TEST(CommandLine, HelpIsThereForEveryPart) {
+    EXPECT_THAT(answer({"--help"}).output, HasSubstr("run "));
+    EXPECT_THAT(answer({"--help"}).output, HasSubstr("list "));
+    EXPECT_THAT(answer({"run", "--help"}).output, HasSubstr("NAME [ARG...]"));
+    EXPECT_THAT(answer({"run", "-h", "greet"}).output, HasSubstr("127"));
+    EXPECT_THAT(answer({"list", "--help"}).output, HasSubstr("--json"));
+    for (const auto& words : {std::vector<std::string>{"--help"}, {"run", "--help"}}) {
+        EXPECT_EQ(answer(words).exitCode, 0);
+        EXPECT_THAT(answer(words).complaint, IsEmpty());
+    }
+}
+
+TEST(CommandLine, TheVersionIsTold) {
+    EXPECT_THAT(answer({"--version"}).output, testing::MatchesRegex("rci [0-9.]+\n"));
+    EXPECT_EQ(answer({"--version"}).exitCode, 0);
+}
+
+TEST(CommandLine, AnythingElseIsAUsageError) {
+    expectUsageError({});
+    expectUsageError({"bogus"});
+    expectUsageError({"--bogus"});
+    expectUsageError({"run"});
+    expectUsageError({"run", "--"});
+    expectUsageError({"run", "--bogus", "greet"});
+    expectUsageError({"list", "greet"});
+    expectUsageError({"list", "--bogus"});
+    expectUsageError({"greet", "run"});
+}
+
+TEST(CommandLine, AMissingNameIsCalledByItsName) {
+    EXPECT_THAT(answer({"run"}).complaint, HasSubstr("NAME is required"));
+}
+
+}  // namespace
