@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
+#include <system_error>
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -118,14 +119,21 @@ std::string domainPath() {
     return getenv("ITC_DOMAIN");
 }
 
+// Others come and go while this looks; if a folder vanishes under it, it looks again.
 std::vector<std::string> domainEntries() {
-    std::vector<std::string> entries;
+    using Walk = std::filesystem::recursive_directory_iterator;
     const std::filesystem::path root(domainPath());
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(root)) {
-        entries.push_back(entry.path().lexically_relative(root).string());
+    for (;;) {
+        std::vector<std::string> entries;
+        std::error_code error;
+        for (Walk at(root, error); !error && at != Walk(); at.increment(error)) {
+            entries.push_back(at->path().lexically_relative(root).string());
+        }
+        if (!error) {
+            std::sort(entries.begin(), entries.end());
+            return entries;
+        }
     }
-    std::sort(entries.begin(), entries.end());
-    return entries;
 }
 
 std::vector<std::string> tracesInDomain() {

@@ -84,6 +84,7 @@ private:
 
 std::vector<char*> pointersTo(const std::vector<std::string>& words) {
     std::vector<char*> pointers;
+    pointers.reserve(words.size() + 1);
     for (const std::string& word : words) {
         pointers.push_back(const_cast<char*>(word.c_str()));
     }
@@ -177,7 +178,7 @@ std::string ChildProcess::readOutputUntil(std::string_view mark) {
         found = unread_.find(mark);
     }
     const std::size_t end = found == std::string::npos ? unread_.size() : found + mark.size();
-    const std::string text = unread_.substr(0, end);
+    std::string text = unread_.substr(0, end);
     unread_.erase(0, end);
     return text;
 }
