@@ -3,9 +3,12 @@
 // Start it, and in another terminal: rci run greet world
 
 #include <itc.h>
+#include <itc_admin.h>
 #include <quoria/command/commandRegistryIf.h>
 #include <quoria/eventLoop/eventLoopIf.h>
 #include <quoria/itcMessageSubscription/itcMessageSubscriptionIf.h>
+
+#include <iostream>
 
 using namespace Quoria::CommandTypes;
 using Quoria::CommandRegistry::V1::CommandRegistryIf;
@@ -14,6 +17,7 @@ using Quoria::ItcMessageSubscription::V1::ItcMessageSubscriptionIf;
 
 int main() {
     if (itc_create_mailbox("minimalService", 0) == ITC_NO_MAILBOX) {
+        std::cerr << itc_error_text() << std::endl;
         return 1;
     }
     ItcMessageSubscriptionIf::getInstance().monitorItcFd(itc_get_fd());
