@@ -55,7 +55,9 @@ public:
     // not keep. A concurrent command can be reached only a little after this call.
     // Returns Success; InvalidArguments, with nothing changed, if the name is registered already
     // (by whatever kind of handler) or is one that no mailbox can carry; Failed, with nothing
-    // changed, if `concurrent` and the registry's thread could not be started.
+    // changed, if `concurrent` and the registry's thread could not be started. Success does not say
+    // that clients find the command: a serving thread without a mailbox reports that as an ERROR
+    // trace event, and of several processes that offer a command the oldest serves it.
     // Thread: any
     virtual CommandTypes::CommandResultCode registerCommandHandler(
         const std::string& name,
