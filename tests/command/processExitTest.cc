@@ -44,6 +44,12 @@ TEST(ProcessExitAtOnce, LeavesEveryKindOfCommandBehindInPeace) {
     EXPECT_EQ(outcome.error, "");
 }
 
+TEST(ProcessExitAtOnce, OfAForkedChildDoesNotWaitForThreadsThatItHasNot) {
+    const QuoriaTest::Outcome outcome = QuoriaTest::runToEnd({PEER_COMMANDPEER, "registerAndFork"});
+
+    EXPECT_EQ(outcome.exitCode, 7) << outcome.error;
+}
+
 TEST_F(ProcessExit, IsCleanAfterCommandsHaveRun) {
     startServer();
     execute("echoSynchronously", out_);

@@ -35,6 +35,7 @@ TEST(Crash, OfSendersLeavesNoGapAndNoStuckMailbox) {
         for (std::uint32_t number = 0;; ++number) {
             test.get();
             sendNumber(mine.id(), number, kOtherMsgNo);
+            test.put(0);
         }
         return kDone;
     });
@@ -56,6 +57,7 @@ TEST(Crash, OfSendersLeavesNoGapAndNoStuckMailbox) {
         waitALittle(round);
         sender.kill();
         survivor.put(0);
+        survivor.get();
         ASSERT_EQ(numberOf(receiveOnly({kOtherMsgNo})), round);
         std::uint32_t next = 0;
         while (const Message message = receive(ITC_NO_WAIT)) {

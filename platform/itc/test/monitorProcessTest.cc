@@ -92,6 +92,7 @@ TEST_P(MonitorOfAProcess, TellsOfItsEndOnceAndAfterItsMessages) {
     EXPECT_EQ(senderOf(gone), other.id());
     EXPECT_EQ(itc_locate("ending"), ITC_NO_MAILBOX);
     letSomeoneElseJoin();
+    other.process().kill();  // if it is still there: it has done all by now
     EXPECT_EQ(receive(ITC_NO_WAIT), nullptr);
     EXPECT_FALSE(isReadable(itc_get_fd()));
 }
@@ -109,6 +110,8 @@ TEST_P(MonitorOfAProcess, TellsThroughTheDescriptor) {
     }
     std::sort(numbers.begin(), numbers.end());
     EXPECT_EQ(numbers, (std::vector<std::uint32_t>{1, 2}));
+    other.process().kill();
+    EXPECT_EQ(receive(ITC_NO_WAIT), nullptr);
     EXPECT_FALSE(isReadable(itc_get_fd()));
 }
 

@@ -6,6 +6,8 @@
 #include <quoria/itcMessageSubscription/itcMessageSubscriptionIf.h>
 #include <quoria/trace/trace.h>
 
+#include <unistd.h>
+
 #include <cstdint>
 #include <utility>
 
@@ -21,7 +23,7 @@ CommandRegistryImpl* CommandRegistryImpl::getInstance() {
     return &instance;
 }
 
-CommandRegistryImpl::CommandRegistryImpl() {
+CommandRegistryImpl::CommandRegistryImpl() : process_(getpid()) {
     ActiveObjectIf::SchedulingPolicy policy{};
     policy.policy = ActiveObjectIf::SchedulingPolicy::DEFAULT;
     activeObject_ = ActiveObjectIf::create(
@@ -29,9 +31,7 @@ CommandRegistryImpl::CommandRegistryImpl() {
 }
 
 CommandRegistryImpl::~CommandRegistryImpl() {
-    if (Backend::isConcurrentHandlerThread()) {
-        // The handler has ended the process. The active object waits for this very thread to
-        // finish, so to wait for the active object would be for ever.
+    if (mustNotJoin()) {
         static auto* const leftRunning = new std::shared_ptr<ActiveObjectIf>;
         *leftRunning = std::move(activeObject_);
     }
@@ -108,6 +108,11 @@ void CommandRegistryImpl::registerCommandHandlerInAO(const std::string& name,
 
 void CommandRegistryImpl::deregisterCommandHandlerInAO(const std::string& name) {
     RciServer::getThreadLocalInstance()->deregisterCommandInvoker(name);
+}
+
+bool CommandRegistryImpl::mustNotJoin() const {
+    // When a concurrent handler ends the process, the active object waits for that very thread.
+    return Backend::isConcurrentHandlerThread() || getpid() != process_;
 }
 
 bool CommandRegistryImpl::addName(const std::string& name, bool concurrent) {

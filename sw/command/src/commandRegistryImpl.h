@@ -13,6 +13,8 @@
 #include <quoria/activeObject/activeObjectIf.h>
 #include <quoria/command/commandRegistryIf.h>
 
+#include <sys/types.h>
+
 #include <memory>
 #include <mutex>
 #include <string>
@@ -47,12 +49,15 @@ private:
                                     const Backend::CommandHandler& handler);
     void deregisterCommandHandlerInAO(const std::string& name);
 
+    // Whether the active object's thread would not end however long one waited for it.
+    bool mustNotJoin() const;
     // Returns whether the name was new and can be served.
     bool addName(const std::string& name, bool concurrent);
 
     std::mutex mutex_;
     std::unordered_map<std::string, bool> isServedInAO_;  // by name
     std::shared_ptr<ActiveObject::V1::ActiveObjectIf> activeObject_;
+    const pid_t process_;  // that has the active object's thread; a forked child does not
 };
 
 }  // namespace Quoria::CommandRegistry::V1

@@ -165,31 +165,36 @@ TEST_F(StartupSequence, ACreatorIsCopied) {
     EXPECT_EQ(created, 1);
 }
 
-// What a creator has captured must still be there after the registration.
+// What a creator has captured, small enough to be kept in the registry's table, must still be there
+// after the table has grown.
 TEST_F(StartupSequence, AV1CreatorMayRegisterFurtherOnesWhichAreServedToo) {
-    registry_->registerParticipantCreator([this] {
+    registry_->registerParticipantCreator([this, name = "early"] {
         for (int i = 0; i < 100; ++i) {
             addV1("late");
         }
-        return std::make_shared<QuoriaTest::V1Participant>("early", notes_, nothing);
+        return std::make_shared<QuoriaTest::V1Participant>(name, notes_, nothing);
     });
 
     EXPECT_TRUE(start());
 
-    EXPECT_EQ(takeNotes().size(), 101U * 2);
+    const QuoriaTest::Notes notes = takeNotes();
+    EXPECT_EQ(notes.size(), 101U * 2);
+    EXPECT_EQ(notes.front(), "create early");
 }
 
 TEST_F(StartupSequence, AV2CreatorMayRegisterFurtherOnesWhichAreServedToo) {
-    registry_->registerParticipantCreator([this] {
+    registry_->registerParticipantCreator([this, name = "early"] {
         for (int i = 0; i < 100; ++i) {
             addV2("late");
         }
-        return std::make_shared<QuoriaTest::V2Participant>("early", notes_, succeed, nothing);
+        return std::make_shared<QuoriaTest::V2Participant>(name, notes_, succeed, nothing);
     });
 
     EXPECT_TRUE(start());
 
-    EXPECT_EQ(takeNotes().size(), 101U * 3);
+    const QuoriaTest::Notes notes = takeNotes();
+    EXPECT_EQ(notes.size(), 101U * 3);
+    EXPECT_EQ(notes.front(), "create early");
 }
 
 TEST_F(StartupSequence, AParticipantMayRegisterCreatorsDuringItsStart) {

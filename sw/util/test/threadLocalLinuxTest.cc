@@ -139,6 +139,8 @@ ComesBackOnce::~ComesBackOnce() {
 }
 
 TEST(ThreadLocalLinux, AnInstanceMadeWhileTheThreadEndsIsDestroyedAsWell) {
+    ComesBackOnce::made = 0;
+    ComesBackOnce::destroyed = 0;
     onAnotherThread([] { ComesBackOnceInstance::getInstance(); });
     EXPECT_EQ(ComesBackOnce::made, 2);
     EXPECT_EQ(ComesBackOnce::destroyed, 2);
@@ -152,10 +154,11 @@ struct FailsFirst {
     }
     static bool failing;
 };
-bool FailsFirst::failing = true;
+bool FailsFirst::failing = false;
 
 TEST(ThreadLocalLinux, AConstructorThatThrowsLeavesNoInstanceAndMayBeTriedAgain) {
     using Instance = ThreadLocalLinux<FailsFirst, 1>;
+    FailsFirst::failing = true;
     EXPECT_THROW(Instance::getInstance(), std::runtime_error);
     EXPECT_EQ(Instance::peekInstance(), nullptr);
     EXPECT_NE(Instance::getInstance(), nullptr);

@@ -38,6 +38,7 @@ int main(int argc, char** argv) {
         {"connectAndExec", connectAndExec},
         {"runCommand", runCommand},
         {"serve", serve},
+        {"registerAndFork", registerAndFork},
         {"registerAndLeave", registerAndLeave},
     };
     const auto role = roles.find(argc == 2 ? argv[1] : "");

@@ -24,6 +24,7 @@ int runCommand();          // runs "later" in the ordinary way and tells its res
 // Servers. They tell "ready" when their commands can be reached.
 int serve();             // see there for its commands
 int registerAndLeave();  // registers a command of each kind and returns
+int registerAndFork();   // likewise, but returns what a forked child has exited with
 
 void tell(const std::string& line);
 std::string readLine();

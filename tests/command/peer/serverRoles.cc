@@ -5,6 +5,9 @@
 #include <quoria/itc/itcOperations.h>
 #include <quoria/itcMessageSubscription/itcMessageSubscriptionIf.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <stdexcept>
 #include <utility>
@@ -93,6 +96,17 @@ int serve() {
     tell("ready");
     EventLoopIf::getInstance()->run();
     return EXIT_SUCCESS;
+}
+
+int registerAndFork() {
+    registerAndLeave();
+    const pid_t child = fork();
+    if (child == 0) {
+        std::exit(7);
+    }
+    int status = 0;
+    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status)
+                                                                    : EXIT_FAILURE;
 }
 
 int registerAndLeave() {
