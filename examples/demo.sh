@@ -5,7 +5,7 @@
 set -euo pipefail
 
 bin=$(cd "${1:?usage: examples/demo.sh BUILD_FOLDER}/bin" && pwd)
-for program in demoService rci; do
+for program in collector store rci; do
     [[ -x $bin/$program ]] || { echo "demo: $bin/$program is not built" >&2; exit 1; }
 done
 
@@ -94,70 +94,125 @@ wait_for() {
     fail "$what did not happen within $((attempt / 20)) seconds"
 }
 
-# Starts `rci run ticker` behind descriptor 3 and reads three of its lines. The client's mailbox is
-# named after its process, which exec keeps.
-start_ticker() {
-    local line tick
-    mkfifo "$work/ticks"
+# start PROGRAM [VARIABLE=VALUE...]: runs it in the background; $! is its process id.
+start() {
+    local program=$1
+    shift
+    printf '$ %s%s &\n' "${*:+$* }" "$program"
+    env "$@" "$program" 2>"$work/$program-errors" &
+    started[$!]=1
+}
+
+# end SIGNAL PID CODE: ends a process and compares its exit code.
+end() {
+    printf '$ kill -%s %s\n' "$1" "$2"
+    kill "-$1" "$2"
+    collect "$2" "$3"
+}
+
+# Starts `rci run samples ARG...` behind descriptor 3 and reads three of its lines. The word CLIENT
+# among the arguments stands for the mailbox of this rci, which is named after its process id; exec
+# keeps that.
+start_follower() {
+    local line
+    mkfifo "$work/lines"
     # shellcheck disable=SC2016 # the new shell's own process id is meant
-    bash -c 'exec rci run ticker "rci:$$"' >"$work/ticks" 2>"$work/ticker-errors" &
-    ticker=$!
-    started[$ticker]=1
-    exec 3<"$work/ticks"
-    rm "$work/ticks"
-    printf '$ rci run ticker rci:%s &\n' "$ticker"
-    for tick in 1 2 3; do
-        IFS= read -r -t 5 line <&3 || fail "no tick came"
+    bash -c 'exec rci run samples "${@/CLIENT/rci:$$}"' - "$@" \
+        >"$work/lines" 2>"$work/follower-errors" &
+    follower=$!
+    started[$follower]=1
+    exec 3<"$work/lines"
+    rm "$work/lines"
+    printf '$ rci run samples %s &\n' "${*/CLIENT/rci:$follower}"
+    for _ in 1 2 3; do
+        IFS= read -r -t 5 line <&3 || fail "no sample came"
         printf '             %s\n' "$line"
-        [[ $line == "tick $tick" ]] || fail "this should be tick $tick"
+        # shellcheck disable=SC2053
+        [[ $line == $sample ]] || fail "this is no sample"
     done
 }
 
-chapter "A service starts and offers its commands"
-demoService &
-service=$!
-started[$service]=1
-wait_for "the registration of all commands" \
-    '*backup*countdown*launch*status*sum*ticker*' list
-expect 0 "COMMAND*MAILBOX*PID*PROCESS*backup*$service*demoService*" '' list
+# A sample as it is shown, and five of them.
+sample='#*  cpu *.* %  memory * MiB'
+five=$sample$'\n'$sample$'\n'$sample$'\n'$sample$'\n'$sample
+
+chapter "A collector with a component that can't do its work starts none of them"
+start collector LOAD_MONITOR_PROC=/nowhere
+collect $! 1
+errors=$(<"$work/collector-errors")
+printf '   (stderr)  %s\n' "${errors//$'\n'/$'\n'             }"
+[[ $errors == "sampler: can't read the load from /nowhere"$'\n'*'none is started' ]] ||
+    fail "it has not said why"
+expect 0 'COMMAND*' '' list
+
+chapter "A collector starts, and waits for a store; there is none"
+start collector
+collector=$!
+wait_for "the start of the collector" '*interval*link*watch*' list
+wait_for "the first samples" 'store: none, stores found: 0, samples waiting: [1-9]*' run link
+expect 0 'store: none, stores found: 0, samples waiting: *' '' run link
+
+chapter "A store starts; the collector finds it by its name and delivers"
+start store
+store=$!
+wait_for "the delivery" 'store: there, stores found: 1, samples waiting: 0' run link
+expect 0 "COMMAND*MAILBOX*PID*PROCESS*followers*$store*store*interval*$collector*collector*" '' list
+expect 0 "$sample*" '' run samples
 
 chapter "A synchronous command takes arguments and gives a result"
-expect 0 '42' '' run sum 1 2 39
-expect 1 "sum: 'two' is no number" '' run sum 1 two
+expect 1 'usage: interval *' '' run interval soon
+expect 0 'a sample every 100 ms' '' run interval 100
 
 chapter "A concurrent command shows its output while it runs"
-expect 0 $'5\n4\n3\n2\n1\nzero' '' run countdown 5
+expect 0 $'1  *\n2  *\n3  *\n4  *\n5  *' '' run watch
 
-chapter "An asynchronous command is finished later, by another thread"
-expect 0 $'backup: handed to the worker\nbackup: done by thread *' '' run backup
+chapter "An asynchronous command ends when what it waits for has come"
+expect 0 "$five" '' run samples --follow 5
+
+chapter "... or when another thread has done its work"
+expect 0 $'save: handed to the archive\nsave: * samples written' '' run save "$work/saved"
+printf '$ head -n 2 .../saved\n'
+head -n 2 "$work/saved" | show_arrival
 
 chapter "A command that fails, and one that nobody offers"
-expect 2 'launch: there is no rocket' '' run launch
-expect 127 '' 'No handler found for command: land' run land
+expect 2 $'save: *\nsave: can\'t write /nowhere/saved: *' '' run save /nowhere/saved
+expect 127 '' 'No handler found for command: launch' run launch
 
 chapter "A client is killed in the middle of its command"
-start_ticker
-expect 0 'tickers: 1 running, 0 abandoned by their clients' '' run status
-printf '$ kill -KILL %s\n' "$ticker"
-kill -KILL "$ticker"
-collect "$ticker" 137
+start_follower --while CLIENT
+expect 0 'followers: 1 now, 0 gone *' '' run followers
+end KILL "$follower" 137
 exec 3<&-
 
-chapter "The service lives, has noticed, and has dropped the connection"
-wait_for "the end of the ticker" 'tickers: 0 running*' run status
-expect 0 'tickers: 0 running, 1 abandoned by their clients' '' run status
-expect 0 '3' '' run sum 1 2
+chapter "The store lives, has noticed, and has dropped the connection"
+wait_for "the end of the follower" 'followers: 0 now*' run followers
+expect 0 'followers: 0 now, 1 gone with their mailbox' '' run followers
+expect 0 'forgot * samples' '' run reset
 
-chapter "The service ends, and the client that it was serving is told"
-start_ticker
-printf '$ kill -TERM %s\n' "$service"
-kill -TERM "$service"
-collect "$ticker" 2
-errors=$(<"$work/ticker-errors")
+chapter "The store is killed; the client that it was serving is told"
+start_follower --follow 1000
+end KILL "$store" 137
+collect "$follower" 2
+errors=$(<"$work/follower-errors")
 printf '   (stderr)  %s\n' "$errors"
 [[ $errors == 'Lost connection to server' ]] || fail "the client was not told"
-printf '   and the service:\n'
-collect "$service" 0
+exec 3<&-
+
+chapter "The collector lives, keeps its samples, and waits for the next store"
+expect 127 '' 'No handler found for command: samples' run samples
+wait_for "the loss of the store" 'store: none, stores found: 1, samples waiting: [1-9]*' run link
+expect 0 'store: none, stores found: 1, samples waiting: *' '' run link
+
+chapter "The next store comes, and gets them"
+start store
+store=$!
+wait_for "the delivery" 'store: there, stores found: 2, samples waiting: 0' run link
+expect 0 "$sample*" '' run samples
+expect 0 "$five" '' run samples --follow 5
+
+chapter "Both end when they are asked to"
+end TERM "$collector" 0
+end TERM "$store" 0
 expect 0 'COMMAND*' '' list
 
 printf '\ndemo: everything was as expected\n'
