@@ -165,6 +165,12 @@ TEST(Tracing, TakesTheProviderBackWhenItIsUnloaded) {
     EXPECT_THAT(session.finish(), IsEmpty());
 }
 
+TEST(Tracing, ThatCanNotBeSetUpLetsTheProgramGoOnWithoutIt) {
+    TracingSession session;
+    session.run({PEER_TRACEREFUSED});
+    EXPECT_THAT(session.finish(), IsEmpty());
+}
+
 // Were there a wait for a daemon that does not exist, it would have no end.
 TEST(Tracing, LetsAProgramStartWhereNoDaemonRuns) {
     Environment environment = ownEnvironment();
