@@ -6,6 +6,18 @@
 
 namespace itc {
 
+namespace {
+
+void ringAt(MailboxRecord& record, int bell, std::uint32_t state) {
+    if ((state & 1) == 0) {
+        strikeBell(bell);
+        record.bellState.compare_exchange_strong(state, state | 1, std::memory_order_acq_rel,
+                                                 std::memory_order_relaxed);
+    }
+}
+
+}  // namespace
+
 void strikeBell(int bell) {
     const char stroke = 0;
     while (write(bell, &stroke, 1) < 0 && errno == EINTR) {
@@ -13,17 +25,18 @@ void strikeBell(int bell) {
     // Any other failure is a full FIFO, which rings all the louder.
 }
 
-void ringBell(MailboxRecord& record, int bell, bool publishedOnStack) {
-    // The stack and the state are ordered by sequential consistency; for anything else only a
-    // read-modify-write is sure to see the latest state or to be seen by the receiver's own.
-    std::uint32_t state = publishedOnStack
-                              ? record.bellState.load(std::memory_order_seq_cst)
-                              : record.bellState.fetch_or(0, std::memory_order_acq_rel);
-    if ((state & 1) == 0) {
-        strikeBell(bell);
-        record.bellState.compare_exchange_strong(state, state | 1, std::memory_order_acq_rel,
-                                                 std::memory_order_relaxed);
-    }
+bool isBellSilent(const MailboxRecord& record) {
+    return (record.bellState.load(std::memory_order_seq_cst) & 1) == 0;
+}
+
+void ringBell(MailboxRecord& record, int bell) {
+    ringAt(record, bell, record.bellState.load(std::memory_order_seq_cst));
+}
+
+// With nothing that is ordered like the stack, only a read-modify-write is sure to see the latest
+// state, or to be seen by the receiver's own.
+void ringBellAfterPosting(MailboxRecord& record, int bell) {
+    ringAt(record, bell, record.bellState.fetch_or(0, std::memory_order_acq_rel));
 }
 
 void silenceBell(MailboxRecord& record, int bell) {

@@ -6,8 +6,8 @@
 // sides, so that no end can vanish. MailboxRecord::bellState says whether it holds a byte:
 //
 //   sender     publish; read the state; if even: write a byte, then move the state to odd, unless
-//   it
-//              has changed
+//              it has changed
+//
 //   receiver   empty the bell; move the state to the next even value; look for messages once more
 //
 // Either the sender sees the new even state and rings, or the receiver sees the message when it
@@ -23,9 +23,12 @@
 
 namespace itc {
 
-// For senders in any process, after publishing. `publishedOnStack` says how: true if by a
-// sequentially consistent operation on the record's stack, false if by other means, under a lock.
-void ringBell(MailboxRecord& record, int bell, bool publishedOnStack);
+// For senders in any process, after publishing by a sequentially consistent operation on the
+// record's stack: whether the bell must be rung, and ringing it if that is so.
+bool isBellSilent(const MailboxRecord& record);
+void ringBell(MailboxRecord& record, int bell);
+// For senders in the receiver's process, after publishing by other means, under a lock.
+void ringBellAfterPosting(MailboxRecord& record, int bell);
 
 // For the receiver alone.
 void silenceBell(MailboxRecord& record, int bell);

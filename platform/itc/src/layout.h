@@ -17,7 +17,7 @@
 
 namespace itc {
 
-constexpr std::uint32_t kLayoutVersion = 1;
+constexpr std::uint32_t kLayoutVersion = 2;
 constexpr std::uint64_t kControlMagic = 0x6e69616d6f647169;  // "iqdomain"
 constexpr std::uint64_t kInboxMagic = 0x786f626e69717169;    // "iqqinbox"
 
@@ -117,8 +117,10 @@ struct alignas(128) MailboxRecord {
     // messages by itself. The receiver goes to the next even value after it has emptied the bell,
     // so that a ringer whose byte is gone can't mark the new era.
     std::atomic<std::uint32_t> bellState;
-    std::atomic<std::uint32_t> arrived;  // messages fetched or posted inside the process
-    std::atomic<std::uint32_t> taken;    // messages received by the user
+    // What the receiver writes for each message lies apart from what senders write.
+    alignas(
+        64) std::atomic<std::uint32_t> arrived;  // messages fetched or posted inside the process
+    std::atomic<std::uint32_t> taken;            // messages received by the user
     std::atomic<std::int32_t> tid;
 };
 static_assert(sizeof(MailboxRecord) == 128);

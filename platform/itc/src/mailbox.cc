@@ -66,12 +66,11 @@ void Mailbox::close() {
     guarded([this, closedId] { endRequests(closedId); });
     guarded([this, closedId] { endWatches(closedId); });
     guarded([this, closedId] { tellWatchers(closedId); });
-    for (itc_msg* message : queue_) {
-        Process::free(message);
+    while (!queue_.empty()) {
+        Process::free(queue_.take(0));
     }
-    queue_.clear();
     fetchedSinceSilence_ = false;
-    struck_ = false;
+    isRinging_ = false;
     record_ = nullptr;
 }
 
@@ -84,6 +83,7 @@ void Mailbox::turnAway(std::vector<Block*>& rest) {
     Block* posted = std::exchange(firstPosted_, nullptr);
     lastPosted_ = nullptr;
     posted_.store(false, std::memory_order_relaxed);
+    isWoken_ = false;
     fetchStack(stack, rest);
     for (; posted != nullptr; posted = posted->next) {
         rest.push_back(posted);
@@ -92,6 +92,7 @@ void Mailbox::turnAway(std::vector<Block*>& rest) {
 
 bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
     MailboxRecord* record = nullptr;
+    bool wakes = false;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (id() != mailbox) {
@@ -102,14 +103,18 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
         (lastPosted_ != nullptr ? lastPosted_->next : firstPosted_) = block;
         lastPosted_ = block;
         posted_.store(true, std::memory_order_relaxed);
+        if (!quiet) {
+            wakes = !isWoken_;
+            isWoken_ = true;
+        }
         record = record_;
         if (block->kind == kMessage) {
             record->arrived.store(record->arrived.load(std::memory_order_relaxed) + 1,
                                   std::memory_order_relaxed);
         }
     }
-    if (!quiet) {
-        ringBell(*record, bell_.get(), false);
+    if (wakes) {
+        ringBellAfterPosting(*record, bell_.get());
     }
     return true;
 }

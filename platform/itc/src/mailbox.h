@@ -16,10 +16,10 @@
 #include "inbox.h"
 #include "itc.h"
 #include "layout.h"
+#include "messageQueue.h"
 #include "watches.h"
 
 #include <atomic>
-#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -78,12 +78,15 @@ private:
     // Both with mutex_ held.
     void keepWatcher(std::uint32_t watcher, std::uint32_t number);
     void forgetWatcher(std::uint32_t watcher, std::uint32_t number);
+    itc_msg* receiveNew(const std::uint32_t* filter, std::uint32_t timeout, std::uint32_t from,
+                        std::size_t seen);
     itc_msg* takeMatching(const std::uint32_t* filter, std::uint32_t from, std::size_t& seen);
     bool fetch();
     void fetchStack(std::uint64_t stack, std::vector<Block*>& fetched);
     void accept(Block* block, std::uint32_t self);
     void acceptNotice(const Block& block, const Notice& notice, std::uint32_t self);
     void deliver(itc_msg* indication, std::uint32_t sender);
+    void countTaken();
     void settle();
     bool lookAfterSilence();
     bool noticeDeaths(int timeout);
@@ -105,6 +108,8 @@ private:
     MailboxRecord* record_ = nullptr;
     Block* firstPosted_ = nullptr;
     Block* lastPosted_ = nullptr;
+    // One of those who have posted since the last fetch wakes the owner, the first.
+    bool isWoken_ = false;
     std::vector<Watcher> watchers_;
     std::size_t pruneWatchersAt_ = 0;
     std::vector<std::string> names_;  // encoded
@@ -112,9 +117,10 @@ private:
     std::atomic<bool> posted_{false};  // whether firstPosted_ is set, for a look without the lock
 
     // Used by the owner alone.
-    std::deque<itc_msg*> queue_;
+    MessageQueue queue_;
+    std::vector<Block*> fetched_;  // by the fetch that is going on
     bool fetchedSinceSilence_ = false;
-    bool struck_ = false;  // the owner itself has put a byte into the bell
+    bool isRinging_ = false;  // the bell is known to hold a byte until it is silenced
     std::uint32_t looksSinceDeathCheck_ = 0;
     std::uint32_t bytesSinceReclaim_ = 0;
     Watches watches_;

@@ -26,6 +26,8 @@ constexpr std::uint32_t kLooksPerDeathCheck = 64;
 // and frees memory when so many bytes have gone through it.
 constexpr std::uint32_t kBytesPerReclaim = 4U << 20;
 constexpr int kWaitForever = -1;
+// The memory for a batch of that size is not kept for the next.
+constexpr std::size_t kManyFetched = 65536;
 
 class Deadline {
 public:
@@ -61,74 +63,76 @@ bool admits(const std::uint32_t* filter, std::uint32_t msgno) {
 }  // namespace
 
 itc_msg* Mailbox::receive(const std::uint32_t* filter, std::uint32_t timeout, std::uint32_t from) {
-    const Deadline deadline(timeout);
+    if (watches_.followsProcesses() && ++looksSinceDeathCheck_ >= kLooksPerDeathCheck) {
+        noticeDeaths(0);
+    }
     std::size_t seen = 0;
-    bool isLastLook = false;
-    for (;;) {
-        if (watches_.followsProcesses() && ++looksSinceDeathCheck_ >= kLooksPerDeathCheck) {
-            noticeDeaths(0);
-        }
-        if (itc_msg* message = takeMatching(filter, from, seen); message != nullptr) {
-            settle();
-            return message;
-        }
-        if (isLastLook) {
-            break;
-        }
+    itc_msg* message = takeMatching(filter, from, seen);
+    if (message == nullptr) {
+        message = receiveNew(filter, timeout, from, seen);
+    }
+    settle();
+    return message;
+}
+
+itc_msg* Mailbox::receiveNew(const std::uint32_t* filter, std::uint32_t timeout, std::uint32_t from,
+                             std::size_t seen) {
+    const Deadline deadline(timeout);
+    for (bool isLastLook = false; !isLastLook;) {
         if (fetch() || lookAfterSilence() || (watches_.followsProcesses() && noticeDeaths(0))) {
             // Those who send without end must not keep a wait from ending.
             isLastLook = deadline.isOver();
-            continue;
-        }
-        const int left = deadline.left();
-        if (left == 0) {
+        } else if (const int left = deadline.left(); left != 0) {
+            noticeDeaths(left);
+        } else {
             break;
         }
-        noticeDeaths(left);
+        if (itc_msg* message = takeMatching(filter, from, seen); message != nullptr) {
+            return message;
+        }
     }
-    settle();
     return nullptr;
 }
 
 // The first `seen` messages of the queue are known not to match.
 itc_msg* Mailbox::takeMatching(const std::uint32_t* filter, std::uint32_t from, std::size_t& seen) {
-    const auto found =
-        std::find_if(queue_.begin() + static_cast<std::ptrdiff_t>(seen), queue_.end(),
-                     [&](const itc_msg* message) {
-                         return admits(filter, message->msgno) &&
-                                (from == ITC_ANY_SENDER || blockOf(message)->sender == from);
-                     });
-    if (found == queue_.end()) {
-        seen = queue_.size();
-        return nullptr;
+    for (; seen < queue_.size(); ++seen) {
+        if (admits(filter, queue_[seen]->msgno) &&
+            (from == ITC_ANY_SENDER || blockOf(queue_[seen])->sender == from)) {
+            itc_msg* message = queue_.take(seen);
+            countTaken();
+            bytesSinceReclaim_ += blockOf(message)->size + kCuts[1];
+            if (bytesSinceReclaim_ >= kBytesPerReclaim) {
+                bytesSinceReclaim_ = 0;
+                process_.reclaim(process_.inbox().isLarge());
+            }
+            return message;
+        }
     }
-    itc_msg* message = *found;
-    queue_.erase(found);
+    return nullptr;
+}
+
+void Mailbox::countTaken() {
     record_->taken.store(record_->taken.load(std::memory_order_relaxed) + 1,
                          std::memory_order_relaxed);
-    bytesSinceReclaim_ += blockOf(message)->size + kCuts[1];
-    if (bytesSinceReclaim_ >= kBytesPerReclaim) {
-        bytesSinceReclaim_ = 0;
-        process_.reclaim(process_.inbox().isLarge());
-    }
-    return message;
 }
 
 // Leaves the bell as the rest of the queue needs it.
 void Mailbox::settle() {
-    if (queue_.empty() && (fetchedSinceSilence_ || struck_)) {
+    if (queue_.empty() && (fetchedSinceSilence_ || isRinging_)) {
         lookAfterSilence();
     }
-    const bool ringing = struck_ || (record_->bellState.load(std::memory_order_relaxed) & 1) != 0;
-    if (!queue_.empty() && !ringing) {
-        strikeBell(bell_.get());
-        struck_ = true;
+    if (!queue_.empty() && !isRinging_) {
+        if (isBellSilent(*record_)) {
+            strikeBell(bell_.get());
+        }
+        isRinging_ = true;
     }
 }
 
 bool Mailbox::lookAfterSilence() {
     silenceBell(*record_, bell_.get());
-    struck_ = false;
+    isRinging_ = false;
     fetchedSinceSilence_ = false;
     process_.reclaim(false);  // a sender that waits for room rings as well
     return fetch();
@@ -141,7 +145,7 @@ bool Mailbox::fetch() {
         return false;
     }
     const std::size_t before = queue_.size();
-    std::vector<Block*> fetched;
+    fetched_.clear();
     Block* posted = nullptr;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
@@ -149,13 +153,14 @@ bool Mailbox::fetch() {
         firstPosted_ = nullptr;
         lastPosted_ = nullptr;
         posted_.store(false, std::memory_order_relaxed);
-        fetchStack(record_->stack.exchange(kEmptyStack, std::memory_order_seq_cst), fetched);
+        isWoken_ = false;
+        fetchStack(record_->stack.exchange(kEmptyStack, std::memory_order_seq_cst), fetched_);
     }
     fetchedSinceSilence_ = true;
     std::size_t accepted = 0;
     const auto acceptPushed = [&](std::uint64_t until) {
-        for (; accepted < fetched.size() && accepted < until; ++accepted) {
-            accept(fetched[accepted], id());
+        for (; accepted < fetched_.size() && accepted < until; ++accepted) {
+            accept(fetched_[accepted], id());
         }
     };
     while (posted != nullptr) {
@@ -164,7 +169,10 @@ bool Mailbox::fetch() {
         accept(posted, id());
         posted = next;
     }
-    acceptPushed(fetched.size());
+    acceptPushed(fetched_.size());
+    if (fetched_.capacity() > kManyFetched) {
+        fetched_ = {};
+    }
     process_.reclaim(false);
     return queue_.size() != before;
 }
@@ -199,12 +207,11 @@ void Mailbox::accept(Block* block, std::uint32_t self) {
     itc_msg* message = messageOf(block);
     if (block->kind == kMessage) {
         if (block->receiver == self) {
-            queue_.push_back(message);
+            queue_.push(message);
             return;
         }
         // One for an earlier holder of the record, by a sender that was late, has no receiver.
-        record_->taken.store(record_->taken.load(std::memory_order_relaxed) + 1,
-                             std::memory_order_relaxed);
+        countTaken();
         Process::free(message);
         return;
     }
@@ -256,7 +263,7 @@ void Mailbox::acceptNotice(const Block& block, const Notice& notice, std::uint32
 
 void Mailbox::deliver(itc_msg* indication, std::uint32_t sender) {
     blockOf(indication)->sender = sender;
-    queue_.push_back(indication);
+    queue_.push(indication);
     const std::lock_guard<std::mutex> lock(mutex_);
     record_->arrived.store(record_->arrived.load(std::memory_order_relaxed) + 1,
                            std::memory_order_relaxed);

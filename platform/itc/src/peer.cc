@@ -16,6 +16,9 @@ namespace itc {
 
 namespace {
 
+// A copy of so many bytes is over before another thread has noticed the lock.
+constexpr std::uint32_t kCopiedUnderLock = 4096;
+
 // Why there is no peer, said with `text` unless its process has simply ended.
 Outcome withoutPeer(const Domain& domain, std::uint32_t slot, std::uint32_t incarnation,
                     const char* text, int error) {
@@ -84,63 +87,91 @@ MailboxRecord* Peer::find(std::uint32_t mailbox) const {
 }
 
 Outcome Peer::openBell(std::uint32_t number, int& bell) {
-    const auto known = bells_.find(number);
-    if (known != bells_.end()) {
-        bell = known->second.get();
-        return Outcome::kDone;
+    if (number >= kRecordCount) {
+        fail("the inbox of process slot " + std::to_string(slot_) + " holds garbage");
+        return Outcome::kFailed;
     }
-    const std::string path = Domain::processFolder(slot_) + "/bell-" + std::to_string(number);
-    Descriptor opened(
-        openat(domain_.folder(), path.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-    if (!opened) {
-        return withoutPeer(domain_, slot_, incarnation_, "can't open a bell", errno);
+    if (number >= bells_.size()) {
+        bells_.resize(number + 1);
     }
-    bell = bells_.emplace(number, std::move(opened)).first->second.get();
+    if (!bells_[number]) {
+        const std::string path = Domain::processFolder(slot_) + "/bell-" + std::to_string(number);
+        bells_[number] = Descriptor(
+            openat(domain_.folder(), path.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+        if (!bells_[number]) {
+            return withoutPeer(domain_, slot_, incarnation_, "can't open a bell", errno);
+        }
+    }
+    bell = bells_[number].get();
     return Outcome::kDone;
 }
 
-Outcome Peer::send(std::uint32_t kind, std::uint32_t sender, std::uint32_t receiver,
-                   const void* message, std::uint32_t size, bool quiet) {
-    MailboxRecord* record = find(receiver);
+Outcome Peer::send(std::unique_lock<std::mutex>& lock, const Parcel& parcel, bool quiet) {
+    std::shared_ptr<Peer> keep;  // set where the lock is given up
+    const auto unlock = [&] {
+        keep = shared_from_this();
+        lock.unlock();
+    };
+
+    MailboxRecord* record = find(parcel.receiver);
     if (record == nullptr) {
         return Outcome::kGone;
     }
     int bell = -1;
     std::uint64_t unit = 0;
-    do {
-        const std::lock_guard<std::mutex> lock(mutex_);
+    for (;;) {
         const Outcome outcome = openBell(record->bell.load(std::memory_order_relaxed), bell);
         if (outcome != Outcome::kDone) {
             return outcome;
         }
-        unit = takeBlock(size);
-    } while (unit == 0 && waitForRoom(*record, bell));
-    if (unit == 0) {
-        return Outcome::kGone;
-    }
-
-    auto* block = mapping_.as<Block>(unit * kUnit);
-    block->size = size;
-    block->sender = sender;
-    block->receiver = receiver;
-    block->kind = kind;
-    std::memcpy(block + 1, message, size);
-
-    std::uint64_t top = record->stack.load(std::memory_order_relaxed);
-    do {
-        if (top == kClosedStack) {
-            const std::lock_guard<std::mutex> lock(mutex_);
-            blocks_.putBack(unit);
+        unit = takeBlock(parcel.size);
+        if (unit != 0) {
+            break;
+        }
+        unlock();
+        if (!waitForRoom(*record, bell)) {
             return Outcome::kGone;
         }
-        block->link = top & 0xFFFFFFFF;
-    } while (!record->stack.compare_exchange_weak(top, (((top >> 32) + 1) << 32) | unit,
-                                                  std::memory_order_seq_cst,
-                                                  std::memory_order_relaxed));
-    if (!quiet) {
-        ringBell(*record, bell, true);
+        lock.lock();
+    }
+
+    if (parcel.size > kCopiedUnderLock) {
+        unlock();
+    }
+    auto* block = mapping_.as<Block>(unit * kUnit);
+    block->size = parcel.size;
+    block->sender = parcel.sender;
+    block->receiver = parcel.receiver;
+    block->kind = parcel.kind;
+    std::memcpy(block + 1, parcel.message, parcel.size);
+    if (!publish(*record, *block, unit)) {
+        if (!lock) {
+            lock.lock();
+        }
+        blocks_.putBack(unit);
+        return Outcome::kGone;
+    }
+    if (!quiet && isBellSilent(*record)) {
+        if (lock) {
+            unlock();  // the receiver may take the processor at once
+        }
+        ringBell(*record, bell);
     }
     return Outcome::kDone;
+}
+
+// False if the mailbox is closed.
+bool Peer::publish(MailboxRecord& record, Block& block, std::uint64_t unit) {
+    std::uint64_t top = record.stack.load(std::memory_order_relaxed);
+    do {
+        if (top == kClosedStack) {
+            return false;
+        }
+        block.link = top & 0xFFFFFFFF;
+    } while (!record.stack.compare_exchange_weak(top, (((top >> 32) + 1) << 32) | unit,
+                                                 std::memory_order_seq_cst,
+                                                 std::memory_order_relaxed));
+    return true;
 }
 
 std::uint64_t Peer::takeBlock(std::uint32_t size) {

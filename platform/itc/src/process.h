@@ -79,7 +79,7 @@ public:
 
 private:
     struct PeerEntry {
-        std::mutex mutex;
+        std::mutex mutex;  // guards the peer itself as well, see there
         std::shared_ptr<Peer> peer;
     };
 
@@ -93,7 +93,7 @@ private:
     bool giveRecord(Mailbox& mailbox);
     void reclaimNow();
     PeerEntry& peerEntry(std::uint32_t slot);
-    Outcome peer(std::uint32_t slot, std::shared_ptr<Peer>& peer);
+    Outcome attachPeer(PeerEntry& entry, std::uint32_t slot);
     void dropDeadPeers();
     Outcome sendToPeer(std::uint32_t kind, std::uint32_t sender, std::uint32_t receiver,
                        const void* message, std::uint32_t size, bool quiet);

@@ -1,10 +1,10 @@
 // Messages of this process: where they lie, and how they get to other mailboxes.
 
 #include "error.h"
+#include "heapBlocks.h"
 #include "process.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <string>
@@ -25,23 +25,10 @@ Process::PeerEntry& Process::peerEntry(std::uint32_t slot) {
     return *entry.load();
 }
 
-Outcome Process::peer(std::uint32_t slot, std::shared_ptr<Peer>& peer) {
-    PeerEntry& entry = peerEntry(slot);
-    {
-        const std::lock_guard<std::mutex> lock(entry.mutex);
-        if (entry.peer != nullptr && entry.peer->isCurrent()) {
-            peer = entry.peer;
-            return Outcome::kDone;
-        }
-        entry.peer.reset();
-        const Outcome outcome = Peer::attach(domain_, slot, slot_, peer);
-        if (outcome != Outcome::kDone) {
-            return outcome;
-        }
-        entry.peer = peer;
-    }
-    dropDeadPeers();
-    return Outcome::kDone;
+// With entry.mutex held. Puts the process that now is in `slot` into `entry`.
+Outcome Process::attachPeer(PeerEntry& entry, std::uint32_t slot) {
+    entry.peer.reset();
+    return Peer::attach(domain_, slot, slot_, entry.peer);
 }
 
 // Gives up the inboxes of processes that are gone. Done when there is a new one, which is rare and
@@ -63,10 +50,21 @@ Outcome Process::sendToPeer(std::uint32_t kind, std::uint32_t sender, std::uint3
     if (!isSlot(slotOf(receiver)) || size < sizeof(itc_msg)) {
         return Outcome::kGone;
     }
-    std::shared_ptr<Peer> target;
-    const Outcome outcome = peer(slotOf(receiver), target);
-    return outcome == Outcome::kDone ? target->send(kind, sender, receiver, message, size, quiet)
-                                     : outcome;
+    PeerEntry& entry = peerEntry(slotOf(receiver));
+    std::unique_lock<std::mutex> lock(entry.mutex);
+    if (entry.peer == nullptr || !entry.peer->isCurrent()) {
+        const Outcome outcome = attachPeer(entry, slotOf(receiver));
+        if (outcome != Outcome::kDone) {
+            return outcome;
+        }
+        lock.unlock();
+        dropDeadPeers();
+        lock.lock();
+        if (entry.peer == nullptr) {
+            return Outcome::kGone;
+        }
+    }
+    return entry.peer->send(lock, {kind, sender, receiver, message, size}, quiet);
 }
 
 void Process::send(itc_msg* message, std::uint32_t receiver, std::uint32_t sender) {
@@ -116,12 +114,12 @@ itc_msg* Process::allocate(std::uint32_t size, std::uint32_t msgno) {
         fail("a message can't have " + std::to_string(size) + " bytes");
         return nullptr;
     }
-    void* memory = std::malloc(sizeof(Block) + size);
-    if (memory == nullptr) {
+    Block* block = takeHeapBlock(size);
+    if (block == nullptr) {
         fail("no memory for a message of " + std::to_string(size) + " bytes");
         return nullptr;
     }
-    auto* block = new (memory) Block;
+    new (block) Block;
     block->next = nullptr;
     block->size = size;
     block->sender = ITC_NO_MAILBOX;
@@ -151,7 +149,7 @@ void Process::free(itc_msg* message) {
     }
     const Inbox* inbox = inboxOf(message);
     if (inbox == nullptr) {
-        std::free(blockOf(message));
+        giveHeapBlock(blockOf(message));
     } else if (Process* process = joined(); process != nullptr && inbox == process->inbox_.get()) {
         process->inbox_->release(blockOf(message));
     }
