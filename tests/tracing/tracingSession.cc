@@ -5,12 +5,17 @@
 
 #include <algorithm>
 #include <chrono>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
 
 namespace {
+
+using QuoriaTest::ChildProcess;
+using QuoriaTest::Outcome;
 
 constexpr char kProvider[] = "com_talmor_pellon_quoria:";
 constexpr std::chrono::milliseconds kPollInterval(20);
@@ -24,21 +29,28 @@ std::filesystem::path makeFolder() {
     return path;
 }
 
-Environment makeEnvironment(const std::filesystem::path& folder) {
-    Environment environment = ownEnvironment();
-    for (auto variable = environment.begin(); variable != environment.end();) {
-        const bool foreign = variable->first.rfind("LTTNG_", 0) == 0;
-        variable = foreign ? environment.erase(variable) : std::next(variable);
-    }
-    environment["LTTNG_HOME"] = folder;
-    environment["LTTNG_UST_REGISTER_TIMEOUT"] = "-1";  // a program waits as long as it takes
-    environment["LC_ALL"] = "C";
-    return environment;
-}
-
 Command operator+(Command left, const Command& right) {
     left.insert(left.end(), right.begin(), right.end());
     return left;
+}
+
+// Without what the caller may have set for the tracer.
+Command withEnvironment(const std::filesystem::path& folder) {
+    Command words = {"env"};
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+        const std::string text = *variable;
+        if (text.rfind("LTTNG_", 0) == 0) {
+            words = words + Command{"-u", text.substr(0, text.find('='))};
+        }
+    }
+    return words + Command{"LTTNG_HOME=" + folder.string(),
+                           "LTTNG_UST_REGISTER_TIMEOUT=-1",  // waits as long as it takes
+                           "LC_ALL=C"};
+}
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 bool endsWith(const std::string& text, const std::string& end) {
@@ -58,10 +70,7 @@ RecordedEvent parseEvent(const std::string& line) {
 }  // namespace
 
 TracingSession::TracingSession(const Command& selection)
-    : folder_(makeFolder()),
-      trace_(folder_ / "trace"),
-      output_(folder_ / "output.txt"),
-      environment_(makeEnvironment(folder_)) {
+    : folder_(makeFolder()), trace_(folder_ / "trace"), environment_(withEnvironment(folder_)) {
     try {
         assumeUser();
         startDaemon();
@@ -111,7 +120,7 @@ std::string TracingSession::metadata() {
 void TracingSession::assumeUser() {
     const std::string userId = std::to_string(100000 + getpid());
     const Command mapped = {"unshare", "--user", "--map-user=" + userId, "--map-group=" + userId};
-    if (execute(mapped + Command{"true"}) == 0) {
+    if (execute(mapped + Command{"true"}).exitCode == 0) {
         userId_ = userId;
         asUser_ = mapped;
     } else if (geteuid() == 0) {
@@ -127,15 +136,16 @@ void TracingSession::assumeUser() {
 // The daemon ends with this process, whatever ends this process.
 void TracingSession::startDaemon() {
     const Command daemon = {"setpriv", "--pdeathsig", "TERM", "lttng-sessiond", "--no-kernel"};
-    daemon_ = startProgram(asUser_ + daemon, environment_, folder_ / "daemon.log");
+    ChildProcess::Options options;
+    options.output = folder_ / "daemon.log";
+    options.errorJoinsOutput = true;
+    daemon_.emplace(environment_ + asUser_ + daemon, options);
 }
 
 void TracingSession::awaitDaemon() {
     const auto limit = std::chrono::steady_clock::now() + kDaemonLimit;
-    int status = 0;
-    while (executeAsUser({"lttng", "--no-sessiond", "--group=none", "list"}) != 0) {
-        if (hasEnded(daemon_, status)) {
-            daemon_ = -1;
+    while (executeAsUser({"lttng", "--no-sessiond", "--group=none", "list"}).exitCode != 0) {
+        if (daemon_->hasEnded()) {
             throw std::runtime_error("lttng-sessiond (of the package lttng-tools) did not start: " +
                                      readFile(folder_ / "daemon.log"));
         }
@@ -148,20 +158,15 @@ void TracingSession::awaitDaemon() {
 }
 
 void TracingSession::stopDaemon() {
-    if (daemon_ == -1) {
+    if (!daemon_ || daemon_->hasEnded()) {
         return;
     }
-    // It is our child and not awaited yet, so it still has this id.
-    static_cast<void>(kill(daemon_, SIGTERM));
+    daemon_->sendSignal(SIGTERM);
     const auto limit = std::chrono::steady_clock::now() + kDaemonLimit;
-    int status = 0;
-    while (!hasEnded(daemon_, status)) {
-        if (std::chrono::steady_clock::now() > limit) {
-            static_cast<void>(kill(daemon_, SIGKILL));
-        }
+    while (!daemon_->hasEnded() && std::chrono::steady_clock::now() < limit) {
         std::this_thread::sleep_for(kPollInterval);
     }
-    daemon_ = -1;
+    daemon_.reset();
 }
 
 void TracingSession::removeFiles() {
@@ -178,25 +183,25 @@ void TracingSession::removeFiles() {
     }
 }
 
-int TracingSession::execute(const Command& program) {
-    return awaitEnd(startProgram(program, environment_, output_));
+Outcome TracingSession::execute(const Command& program) {
+    return QuoriaTest::runToEnd(environment_ + program);
 }
 
-int TracingSession::executeAsUser(const Command& program) {
+Outcome TracingSession::executeAsUser(const Command& program) {
     return execute(asUser_ + program);
 }
 
 std::string TracingSession::requireAsUser(const Command& program) {
-    const int status = executeAsUser(program);
-    if (status != 0) {
+    const Outcome outcome = executeAsUser(program);
+    if (outcome.exitCode != 0) {
         std::ostringstream text;
         for (const std::string& word : program) {
             text << word << ' ';
         }
-        text << "ended with status " << status << ": " << readFile(output_);
+        text << "ended with status " << outcome.exitCode << ": " << outcome.output << outcome.error;
         throw std::runtime_error(text.str());
     }
-    return readFile(output_);
+    return outcome.output;
 }
 
 // The group is one that nobody is in, so that the tool does not turn to the daemon of user 0.

@@ -9,11 +9,14 @@
 #ifndef TRACINGSESSION_H
 #define TRACINGSESSION_H
 
-#include "childProcess.h"
+#include <quoriaTest/childProcess.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
+
+using Command = std::vector<std::string>;
 
 struct RecordedEvent {
     std::string name;    // without the provider
@@ -45,18 +48,17 @@ private:
     void awaitDaemon();
     void stopDaemon();
     void removeFiles();
-    int execute(const Command& program);
-    int executeAsUser(const Command& program);
+    QuoriaTest::Outcome execute(const Command& program);
+    QuoriaTest::Outcome executeAsUser(const Command& program);
     std::string requireAsUser(const Command& program);
     void lttng(const Command& arguments);
 
     const std::filesystem::path folder_;
     const std::filesystem::path trace_;
-    const std::filesystem::path output_;  // of the last program run
-    Environment environment_;
-    std::string userId_;  // empty for the caller's own
-    Command asUser_;      // what goes before a command to run it as that user
-    pid_t daemon_ = -1;
+    const Command environment_;  // what goes before a command to give it the session's variables
+    std::string userId_;         // empty for the caller's own
+    Command asUser_;             // what goes before a command to run it as that user
+    std::optional<QuoriaTest::ChildProcess> daemon_;
 };
 
 #endif

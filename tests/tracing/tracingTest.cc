@@ -173,10 +173,9 @@ TEST(Tracing, ThatCanNotBeSetUpLetsTheProgramGoOnWithoutIt) {
 
 // Were there a wait for a daemon that does not exist, it would have no end.
 TEST(Tracing, LetsAProgramStartWhereNoDaemonRuns) {
-    Environment environment = ownEnvironment();
-    environment["LTTNG_HOME"] = "/nonexistent";
-    environment["LTTNG_UST_REGISTER_TIMEOUT"] = "-1";
-    EXPECT_EQ(awaitEnd(startProgram({PEER_TRACEEMITTER, "all"}, environment, "/dev/null")), 0);
+    QuoriaTest::ChildProcess::Options options;
+    options.environment = {"LTTNG_HOME=/nonexistent", "LTTNG_UST_REGISTER_TIMEOUT=-1"};
+    EXPECT_EQ(QuoriaTest::runToEnd({PEER_TRACEEMITTER, "all"}, options).exitCode, 0);
 }
 
 }  // namespace

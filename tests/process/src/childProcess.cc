@@ -47,8 +47,9 @@ public:
         check(posix_spawn_file_actions_adddup2(&actions_, from, to), "adddup2");
     }
     void open(const std::string& path, int to) {
-        check(posix_spawn_file_actions_addopen(&actions_, to, path.c_str(), O_WRONLY, 0),
-              "addopen");
+        check(
+            posix_spawn_file_actions_addopen(&actions_, to, path.c_str(), O_WRONLY | O_CREAT, 0600),
+            "addopen");
     }
     void close(int fd) { check(posix_spawn_file_actions_addclose(&actions_, fd), "addclose"); }
 
@@ -133,7 +134,6 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words, const Options&
     }
     FileActions actions;
     actions.duplicate(input.readEnd, STDIN_FILENO);
-    actions.duplicate(error.writeEnd, STDERR_FILENO);
     if (options.outputIsClosed) {
         actions.close(STDOUT_FILENO);
     } else if (!options.output.empty()) {
@@ -141,10 +141,11 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words, const Options&
     } else {
         actions.duplicate(output.writeEnd, STDOUT_FILENO);
     }
+    actions.duplicate(options.errorJoinsOutput ? STDOUT_FILENO : error.writeEnd, STDERR_FILENO);
     const PlainSignals signals;
     const std::vector<std::string> environment = withOwnEnvironment(options.environment);
-    check(posix_spawn(&pid_, words[0].c_str(), actions.get(), signals.get(),
-                      pointersTo(words).data(), pointersTo(environment).data()),
+    check(posix_spawnp(&pid_, words[0].c_str(), actions.get(), signals.get(),
+                       pointersTo(words).data(), pointersTo(environment).data()),
           words[0].c_str());
     close(input.readEnd);
     close(output.writeEnd);
@@ -155,7 +156,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words, const Options&
 }
 
 ChildProcess::~ChildProcess() {
-    if (!hasEnded_) {
+    if (!isReaped_) {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
     }
@@ -204,16 +205,26 @@ void ChildProcess::sendSignal(int number) {
     checkErrno(kill(pid_, number), "kill");
 }
 
+bool ChildProcess::hasEnded() {
+    reap(WNOHANG);
+    return isReaped_;
+}
+
 int ChildProcess::wait() {
-    if (!hasEnded_) {
-        pid_t result = -1;
-        do {
-            result = waitpid(pid_, &status_, 0);
-        } while (result == -1 && errno == EINTR);
-        checkErrno(result, "waitpid");
-        hasEnded_ = true;
-    }
+    reap(0);
     return WIFSIGNALED(status_) ? -WTERMSIG(status_) : WEXITSTATUS(status_);
+}
+
+void ChildProcess::reap(int flags) {
+    if (isReaped_) {
+        return;
+    }
+    pid_t result = -1;
+    do {
+        result = waitpid(pid_, &status_, flags);
+    } while (result == -1 && errno == EINTR);
+    checkErrno(result, "waitpid");
+    isReaped_ = result == pid_;
 }
 
 Outcome runToEnd(const std::vector<std::string>& words, const ChildProcess::Options& options) {

@@ -19,13 +19,14 @@ class ChildProcess {
 public:
     struct Options {
         std::string output;                    // a file for standard output instead of the pipe
+        bool errorJoinsOutput = false;         // standard error goes where standard output goes
         bool outputIsClosed = false;           // no standard output at all
         bool outputIsNonBlocking = false;      // the child's end of the pipe is
         std::vector<std::string> environment;  // as in "ITC_DOMAIN=/tmp/x", besides the test's own
     };
 
-    // Starts the program words[0] with the words behind it, all signals at their default actions.
-    // Throws std::system_error.
+    // Starts the program words[0], found by PATH if it is no path, with the words behind it, all
+    // signals at their default actions. Throws std::system_error.
     explicit ChildProcess(const std::vector<std::string>& words);
     ChildProcess(const std::vector<std::string>& words, const Options& options);
     // Kills the child if it still runs.
@@ -47,12 +48,15 @@ public:
     void closeOutput();
 
     void sendSignal(int number);
+    bool hasEnded();
     // Waits for the end and returns the exit code, or the negative number of the signal.
     int wait();
 
 private:
+    void reap(int flags);
+
     pid_t pid_ = -1;
-    bool hasEnded_ = false;
+    bool isReaped_ = false;
     int status_ = 0;
     int input_ = -1;
     int output_ = -1;
