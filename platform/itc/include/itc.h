@@ -7,9 +7,10 @@
  * them. Threads of one process and of different processes talk alike: nobody needs to know which.
  *
  * All processes that see the same domain directory can talk to each other. The directory is
- * /dev/shm/itc-<uid>, or the one that the environment variable ITC_DOMAIN names; it is read once,
- * at the first call of a process that needs it, and made (for this user alone) if it is missing.
- * There is no daemon and nothing to set up.
+ * /dev/shm/itc-<uid>, or the one that the environment variable ITC_DOMAIN names by an absolute path
+ * (a relative one, which would mean different directories to different processes, is refused). The
+ * variable is read once, at the first call of a process that needs the directory, which is made
+ * (for this user alone) if it is missing. There is no daemon and nothing to set up.
  *
  * Sending never blocks and never loses: a message to a living mailbox arrives once, and messages to
  * one receiver arrive in the order sent if they have one sender or if one was sent because of the

@@ -39,6 +39,11 @@ std::string Domain::path() {
 }
 
 std::unique_ptr<Domain> Domain::open(const std::string& path) {
+    // It would be another folder for each working directory.
+    if (path.front() != '/') {
+        fail("the mailbox domain must be an absolute path, not " + path);
+        return nullptr;
+    }
     std::unique_ptr<Domain> domain(new Domain);
     if (!domain->openFolder(path) || !domain->openControl() || !domain->makeFolder("names")) {
         return nullptr;

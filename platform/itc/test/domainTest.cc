@@ -100,6 +100,13 @@ TEST_F(DomainDirectory, ThatIsASymbolicLinkIsRefused) {
     expectEmpty();
 }
 
+TEST_F(DomainDirectory, OfARelativePathIsRefused) {
+    std::filesystem::current_path(std::filesystem::path(path_).parent_path());
+    use("it");
+    expectRefusal("must be an absolute path, not it");
+    EXPECT_FALSE(std::filesystem::exists(path_));
+}
+
 TEST_F(DomainDirectory, ThatIsAFileIsRefused) {
     std::ofstream(path_) << "a file";
     expectRefusal("can't open the mailbox domain");
