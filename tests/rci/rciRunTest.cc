@@ -43,11 +43,10 @@ TEST(RciRun, ArgumentsArriveAsTheyWereGiven) {
 }
 
 TEST(RciRun, ANameMayHoldAnything) {
-    const TestService service({"--odd", "a b\n\xFF", ""});
+    const TestService service({"--odd", "a b\n\xFF"});
 
     expectOutcome(rci({"run", "--", "--odd", "x"}), 0, "[x]\n", "");
     expectOutcome(rci({"run", "a b\n\xFF", "x"}), 0, "[x]\n", "");
-    expectOutcome(rci({"run", "", "x"}), 0, "[x]\n", "");
 }
 
 TEST(RciRun, OutputArrivesWhileTheCommandRuns) {
@@ -96,7 +95,16 @@ TEST(RciRun, ACommandThatNobodyServesIsNotFound) {
 
 TEST(RciRun, ACommandThatNobodyServesIsNamedOnOneLine) {
     expectOutcome(rci({"run", "a\nb"}), 127, "", "No handler found for command: a\\x0ab\n");
-    EXPECT_EQ(rci({"run", std::string(1000, 'x')}).exitCode, 127);
+}
+
+// As registered by a service, so that both sides mean the same length.
+TEST(RciRun, TheLongestNameThatACommandCanHaveIsFound) {
+    const std::string longest = std::string(124, 'x') + "/" + std::string(124, 'x');
+    const TestService service({longest});
+
+    expectOutcome(rci({"run", longest, "y"}), 0, "[y]\n", "");
+    expectOutcome(rci({"run", longest + "x"}), 125, "",
+                  "rci: NAME is too long for a command (see rci run --help)\n");
 }
 
 TEST(RciRun, ACommandThatWasWithdrawnIsRejected) {
@@ -209,11 +217,11 @@ TEST(Rci, HelpAndVersionGoToStandardOutput) {
 
 TEST(Rci, WrongUsageGoesToStandardError) {
     for (const std::vector<std::string>& words :
-         {std::vector<std::string>{}, {"bogus"}, {"run"}, {"list", "--bogus"}}) {
+         {std::vector<std::string>{}, {"bogus\n"}, {"run"}, {"run", ""}, {"list", "--bogus"}}) {
         const Outcome outcome = rci(words);
         EXPECT_EQ(outcome.exitCode, 125);
         EXPECT_THAT(outcome.output, IsEmpty());
-        EXPECT_THAT(outcome.error, StartsWith("rci: "));
+        EXPECT_THAT(outcome.error, MatchesRegex("rci: [^\n]+ \\(see rci [^\n]*--help\\)\n"));
     }
 }
 

@@ -1,5 +1,6 @@
 #include "commandLine.h"
 
+#include "commandName.h"
 #include "exitCodes.h"
 
 #include <CLI/CLI.hpp>
@@ -32,6 +33,37 @@ Words::const_iterator findCommandName(const Words& words) {
     };
     const auto found = std::find_if(std::next(words.begin()), words.end(), isNoOption);
     return found != words.end() && *found == "--" ? std::next(found) : found;
+}
+
+// What is wrong, in one line. `app` has read what it could of `words`.
+std::string complaintAbout(const CLI::App& app, const Words& words, const CLI::ParseError& error) {
+    const Words unknown = app.remaining(true);
+    const auto word = std::find_if(unknown.begin(), unknown.end(),
+                                   [](const std::string& one) { return one != "--"; });
+    if (word == unknown.end()) {
+        return app.get_subcommands().empty() ? "a subcommand is required: run or list"
+                                             : error.what();
+    }
+    if (!word->empty() && word->front() == '-') {
+        return "unknown option: " + *word;
+    }
+    return (*word == words.front() ? "unknown subcommand: " : "unexpected argument: ") + *word;
+}
+
+// Where more can be read about what was to be called.
+std::string hintFor(const CLI::App& app) {
+    const std::vector<CLI::App*> parts = app.get_subcommands();
+    return " (see rci " + (parts.empty() ? "" : parts.front()->get_name() + " ") + "--help)";
+}
+
+void checkName(const std::string& name) {
+    if (name.empty()) {
+        throw CLI::ValidationError("NAME is empty", CLI::ExitCodes::ValidationError);
+    }
+    if (!isMailboxName(mailboxNameOf(name))) {
+        throw CLI::ValidationError("NAME is too long for a command",
+                                   CLI::ExitCodes::ValidationError);
+    }
 }
 
 Words reversed(const Words& words) {
@@ -78,13 +110,14 @@ Request parseCommandLine(const Words& words) {
         if (name == words.end()) {
             throw CLI::RequiredError("NAME");
         }
-    } catch (const CLI::ParseError& error) {
+        checkName(*name);
+    } catch (const CLI::Success& wish) {
         std::ostringstream output;
-        std::ostringstream complaint;
-        if (app.exit(error, output, complaint) == 0) {
-            return Answer{output.str(), "", 0};
-        }
-        return Answer{"", "rci: " + complaint.str(), kExitToolError};
+        app.exit(wish, output);
+        return Answer{output.str(), "", 0};
+    } catch (const CLI::ParseError& error) {
+        return Answer{"", "rci: " + complaintAbout(app, words, error) + hintFor(app),
+                      kExitToolError};
     }
     return RunRequest{*name, Words(std::next(name), words.end())};
 }

@@ -22,7 +22,7 @@ struct ListRequest {
 // Nothing is left to be done but to say something: help, the version, or what is wrong.
 struct Answer {
     std::string output;     // for standard output
-    std::string complaint;  // for standard error
+    std::string complaint;  // for standard error, one line without its end
     int exitCode = 0;
 };
 
@@ -30,7 +30,7 @@ using Request = std::variant<RunRequest, ListRequest, Answer>;
 
 // Reads the words behind the program's name. Behind `run`, options of rci end at the command's
 // name; that and all that follows is taken as it stands. A "--" before the name ends them too, for
-// a name that begins with "-".
+// a name that begins with "-". A name that no command can have is a wrong call.
 Request parseCommandLine(const std::vector<std::string>& words);
 
 }  // namespace Rci

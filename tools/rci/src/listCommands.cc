@@ -1,5 +1,6 @@
 #include "listCommands.h"
 
+#include "commandName.h"
 #include "exitCodes.h"
 #include "standardStreams.h"
 #include "text.h"
@@ -17,8 +18,6 @@
 namespace Rci {
 
 namespace {
-
-constexpr std::string_view kPrefix = "RCI:";
 
 struct Command {
     std::string name;
@@ -38,9 +37,9 @@ bool collect(const itc_mailbox_info* info, void* context) {
     try {
         for (std::uint32_t i = 0; i < info->name_count; ++i) {
             const std::string_view name = info->names[i];
-            if (name.substr(0, kPrefix.size()) == kPrefix) {
-                listing.commands.push_back({std::string(name.substr(kPrefix.size())), info->id,
-                                            info->pid, info->process_name});
+            if (name.substr(0, kMailboxPrefix.size()) == kMailboxPrefix) {
+                listing.commands.push_back({std::string(name.substr(kMailboxPrefix.size())),
+                                            info->id, info->pid, info->process_name});
             }
         }
         return true;
@@ -51,7 +50,7 @@ bool collect(const itc_mailbox_info* info, void* context) {
 }
 
 bool isOutOfReach(const Command& command) {
-    return itc_locate((std::string(kPrefix) + command.name).c_str()) != command.mailbox;
+    return itc_locate(mailboxNameOf(command.name).c_str()) != command.mailbox;
 }
 
 std::string table(const std::vector<Command>& commands) {

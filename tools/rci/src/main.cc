@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <exception>
-#include <sstream>
 #include <string>
 
 namespace {
@@ -23,9 +22,8 @@ int serve(const ListRequest& request) {
 
 int serve(const Answer& answer) {
     writeOutput(answer.output);
-    std::istringstream complaint(answer.complaint);
-    for (std::string line; std::getline(complaint, line);) {
-        complain(line);
+    if (!answer.complaint.empty()) {
+        complain(answer.complaint);
     }
     return answer.exitCode;
 }

@@ -1,0 +1,29 @@
+#include "commandName.h"
+
+#include <itc.h>
+
+#include <algorithm>
+
+namespace Rci {
+
+namespace {
+
+// What itc reckons as three characters; it documents the rule beside ITC_MAX_NAME_LENGTH. The
+// leading '.' does not occur behind the prefix.
+bool countsThree(char c) {
+    const auto byte = static_cast<unsigned char>(c);
+    return byte <= 0x20 || byte == 0x7F || c == '/' || c == '%';
+}
+
+}  // namespace
+
+std::string mailboxNameOf(const std::string& name) {
+    return std::string(kMailboxPrefix) + name;
+}
+
+bool isMailboxName(const std::string& mailboxName) {
+    const auto threes = std::count_if(mailboxName.begin(), mailboxName.end(), countsThree);
+    return mailboxName.size() + 2 * static_cast<std::size_t>(threes) <= ITC_MAX_NAME_LENGTH;
+}
+
+}  // namespace Rci
