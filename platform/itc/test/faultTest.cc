@@ -133,14 +133,20 @@ TEST(BadTiming, OfAStrokeThatBringsNoMessageLeavesTheBellAlive) {
         sendNumber(mine.id(), 7);
         return kDone;
     });
+    bool isTold = false;
+    const auto tellSender = [&sender, &isTold] {
+        if (!std::exchange(isTold, true)) {
+            sender.put(0);
+        }
+    };
     beforeRead_ = [&] {
         dying.put(0);
         dying.get();  // has told of its deletion
         itc_unmonitor(id);
-        beforeRead_ = [&sender] { sender.put(0); };
+        beforeRead_ = tellSender;
     };
     EXPECT_EQ(receive(ITC_NO_WAIT), nullptr);
-    beforeRead_ = [&sender] { sender.put(0); };
+    beforeRead_ = tellSender;
     EXPECT_EQ(nextNumber(kLong), 7U);
 }
 
