@@ -117,4 +117,26 @@ TEST_F(ServerProcess, ThatThrowsInAConcurrentCommandEndsIt) {
     EXPECT_EQ(server_.wait(), -SIGABRT);
 }
 
+// The real server answers in one turn; this one dies between its answers.
+class DyingServerProcess : public testing::TestWithParam<const char*> {};
+
+TEST_P(DyingServerProcess, EndsTheCommandOfItsClientAndLeavesItNoMessage) {
+    const std::uint32_t mailbox = Itc::createMailbox("client");
+    ChildProcess server({PEER_COMMANDPEER, GetParam()});
+    ASSERT_EQ(server.readLine(), "ready\n");
+    std::ostringstream out;
+
+    EXPECT_EQ(CommandIf::create("dying")->execute({"argument"}, out), CommandTypes::Failed);
+
+    EXPECT_EQ(out.str(), "Lost connection to server\n");
+    EXPECT_EQ(server.wait(), -SIGKILL);
+    EXPECT_EQ(Itc::receive(nullptr, Itc::kItcNoWait), nullptr);
+    Itc::deleteMailbox(mailbox);
+}
+
+INSTANTIATE_TEST_SUITE_P(, DyingServerProcess,
+                         testing::Values("dieAfterConnectCfm", "dieBeforeExecuteCfm",
+                                         "dieAfterExecuteCfm"),
+                         [](const auto& role) { return std::string(role.param); });
+
 }  // namespace

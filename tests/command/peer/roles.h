@@ -26,6 +26,12 @@ int serve();             // see there for its commands
 int registerAndLeave();  // registers a command of each kind and returns
 int registerAndFork();   // likewise, but returns what a forked child has exited with
 
+// Servers of the command "dying" that go through the protocol step by step, tell "ready" when they
+// can be reached, and kill themselves at the step that their name says.
+int dieAfterConnectCfm();
+int dieBeforeExecuteCfm();
+int dieAfterExecuteCfm();
+
 void tell(const std::string& line);
 std::string readLine();
 [[noreturn]] void waitToBeKilled();
