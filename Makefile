@@ -3,6 +3,7 @@
 #   make demo                 builds everything and shows it at work
 #   make check                runs the tests; SAN=thread or SAN=address for a sanitizer build
 #   make build                builds; PRESET=debug, clang, ... picks another preset
+#   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
 #   make format, make lint    clang-format, clang-tidy
 #   make clean                removes build/
@@ -10,10 +11,11 @@
 SAN ?=
 PRESET ?= $(if $(SAN),$(SAN),release)
 JOBS ?= $(shell nproc)
+PREFIX ?= /usr/local
 FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
-.PHONY: packages build demo check bench format lint clean
+.PHONY: packages build demo check install bench format lint clean
 
 packages:
 	@tools/install-packages
@@ -27,6 +29,9 @@ demo: build
 
 check: build
 	@ctest --test-dir $(FOLDER) --parallel $(JOBS) --output-on-failure
+
+install: build
+	@cmake --install $(FOLDER) --prefix $(abspath $(PREFIX))
 
 bench: build
 	@set -e; for bench in $(FOLDER)/bin/*Bench; do echo "== $$bench"; $$bench; done
