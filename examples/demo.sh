@@ -176,7 +176,7 @@ head -n 2 "$work/saved" | show_arrival
 
 chapter "A command that fails, and one that nobody offers"
 expect 2 $'save: *\nsave: can\'t write /nowhere/saved: *' '' run save /nowhere/saved
-expect 127 '' 'No handler found for command: launch' run launch
+expect 127 '' 'No handler found for command: launch (in mailbox domain *)' run launch
 
 chapter "A client is killed in the middle of its command"
 start_follower --while CLIENT
@@ -199,7 +199,7 @@ printf '   (stderr)  %s\n' "$errors"
 exec 3<&-
 
 chapter "The collector lives, keeps its samples, and waits for the next store"
-expect 127 '' 'No handler found for command: samples' run samples
+expect 127 '' 'No handler found for command: samples (in mailbox domain *)' run samples
 wait_for "the loss of the store" 'store: none, stores found: 1, samples waiting: [1-9]*' run link
 expect 0 'store: none, stores found: 1, samples waiting: *' '' run link
 

@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include <csignal>
+#include <cstdlib>
 
 namespace {
 
@@ -90,11 +91,10 @@ TEST(RciRun, LargeOutputArrivesWholeAtAReaderThatIsSlowerThanItsPipe) {
 }
 
 TEST(RciRun, ACommandThatNobodyServesIsNotFound) {
-    expectOutcome(rci({"run", "nobody"}), 127, "", "No handler found for command: nobody\n");
-}
+    const std::string where = std::string(" (in mailbox domain ") + getenv("ITC_DOMAIN") + ")\n";
 
-TEST(RciRun, ACommandThatNobodyServesIsNamedOnOneLine) {
-    expectOutcome(rci({"run", "a\nb"}), 127, "", "No handler found for command: a\\x0ab\n");
+    expectOutcome(rci({"run", "nobody"}), 127, "", "No handler found for command: nobody" + where);
+    expectOutcome(rci({"run", "a\nb"}), 127, "", "No handler found for command: a\\x0ab" + where);
 }
 
 // As registered by a service, so that both sides mean the same length.

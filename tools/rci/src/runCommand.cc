@@ -27,7 +27,10 @@ int runCommand(const std::string& name, const std::vector<std::string>& args) {
     const auto result = Quoria::Command::V1::CommandIf::create(name)->execute(args, output);
 
     if (const auto failure = buffer.finish()) {
-        complain(failure->line);
+        // Whoever finds no command may have looked in the wrong place.
+        complain(failure->exitCode == kExitNoCommand
+                     ? failure->line + " (in mailbox domain " + itc_domain_path() + ")"
+                     : failure->line);
         return failure->exitCode;
     }
     return static_cast<int>(result);
