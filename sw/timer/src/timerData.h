@@ -9,8 +9,7 @@
 #include <quoria/timer/timeoutReceiverIf.h>
 
 #include <chrono>
-#include <cstddef>
-#include <cstdint>
+#include <map>
 
 namespace Quoria::Timer::V1 {
 
@@ -30,13 +29,12 @@ struct TimerKey {
     }
 };
 
-struct HashOfTimerKey {
-    // Scatters the receivers and keeps consecutive ids of one next to each other, because they are
-    // often used one after the other. The factor is 2^64 divided by the golden ratio.
-    std::size_t operator()(const TimerKey& key) const {
-        return reinterpret_cast<std::uintptr_t>(key.receiver) * 0x9E3779B97F4A7C15U + key.timerId;
-    }
-};
+inline TimerKey keyOf(const TimerData& data) {
+    return {data.receiver, data.timerId};
+}
+
+// By absolute expiry; those with the same one are in the order in which they were started.
+using Timers = std::multimap<std::chrono::steady_clock::time_point, TimerData>;
 
 }  // namespace Quoria::Timer::V1
 

@@ -64,6 +64,17 @@ itimerspec armedFor(steady_clock::time_point expiry) {
     return armed;
 }
 
+Timers::iterator insertTimer(Timers& timers, SpareTimers& spares, steady_clock::time_point expiry,
+                             const TimerData& data) {
+    auto spare = spares.take();
+    if (spare.empty()) {
+        return timers.emplace_hint(timers.end(), expiry, data);
+    }
+    spare.key() = expiry;
+    spare.mapped() = data;
+    return timers.insert(timers.end(), std::move(spare));
+}
+
 }  // namespace
 
 TimerManagerImpl& TimerManagerImpl::getInstance() {
@@ -110,14 +121,12 @@ TimerManagerIf::ReturnCode TimerManagerImpl::cancelTimer(TimeoutReceiverIf* rece
     if (!isOwnerThread()) {
         return WRONG_THREAD;
     }
-    const auto entry = index_.find({receiver, timerId});
-    if (entry == index_.end()) {
+    const auto timer = index_.take({receiver, timerId});
+    if (!timer) {
         return NOT_FOUND;
     }
-    const auto timer = entry->second;
-    const bool wasEarliest = timer == timers_.begin();
-    index_.erase(entry);
-    timers_.erase(timer);
+    const bool wasEarliest = *timer == timers_.begin();
+    spares_.keep(timers_.extract(*timer));
     if (wasEarliest) {
         // A failure has been traced. The descriptor becomes readable too early then, or for
         // nothing.
@@ -135,8 +144,7 @@ TimerManagerIf::ReturnCode TimerManagerImpl::startNewTimer(const TimerData& data
     if (!isOwnerThread()) {
         return WRONG_THREAD;
     }
-    const TimerKey key{data.receiver, data.timerId};
-    if (index_.count(key) != 0) {
+    if (index_.contains(keyOf(data))) {
         return ALREADY_EXISTS;
     }
     if (timerFd_ == kNoFd) {
@@ -146,18 +154,14 @@ TimerManagerIf::ReturnCode TimerManagerImpl::startNewTimer(const TimerData& data
         }
     }
 
-    const auto timer = timers_.emplace_hint(timers_.end(), fromNow(duration), data);
-    try {
-        index_.emplace(key, timer);
-    } catch (...) {
-        timers_.erase(timer);
-        throw;
-    }
+    index_.makeRoom();
+    const auto timer = insertTimer(timers_, spares_, fromNow(duration), data);
+    index_.add(timer);
     if (timer != timers_.begin() || setTimerFd(timerFd_)) {
         return OK;
     }
-    index_.erase(key);
-    timers_.erase(timer);
+    index_.take(keyOf(data));
+    spares_.keep(timers_.extract(timer));
     return OS_ERROR;
 }
 
@@ -217,15 +221,14 @@ void TimerManagerImpl::onTimerExpired() {
 }
 
 TimerKey TimerManagerImpl::takeEarliestTimer() {
+    const TimerKey key = keyOf(timers_.begin()->second);
+    index_.take(key);
     auto timer = timers_.extract(timers_.begin());
-    const TimerData& data = timer.mapped();
-    const TimerKey key{data.receiver, data.timerId};
-    const auto entry = index_.find(key);
-    if (data.periodical) {
-        timer.key() = fromNow(data.period);
-        entry->second = timers_.insert(timers_.end(), std::move(timer));
+    if (timer.mapped().periodical) {
+        timer.key() = fromNow(timer.mapped().period);
+        index_.add(timers_.insert(timers_.end(), std::move(timer)));
     } else {
-        index_.erase(entry);
+        spares_.keep(std::move(timer));
     }
     return key;
 }

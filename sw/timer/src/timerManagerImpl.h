@@ -17,11 +17,11 @@
 #include <quoria/util/export.h>
 
 #include <chrono>
-#include <map>
 #include <memory>
-#include <unordered_map>
 
+#include "spareTimers.h"
 #include "timerData.h"
+#include "timerIndex.h"
 
 namespace Quoria::Timer::V1 {
 
@@ -48,8 +48,6 @@ public:
     ~TimerManagerImpl() override;
 
 private:
-    using Timers = std::multimap<std::chrono::steady_clock::time_point, TimerData>;
-
     bool isOwnerThread() const;
     ReturnCode startNewTimer(const TimerData& data, const std::chrono::milliseconds& duration);
     int createTimerFd();
@@ -64,8 +62,9 @@ private:
     pthread_t ownerThread_;
     int timerFd_;  // -1 until the first start
     std::shared_ptr<TimerManagerOsWrapper> osWrapper_;
-    Timers timers_;  // by absolute expiry
-    std::unordered_map<TimerKey, Timers::iterator, HashOfTimerKey> index_;
+    Timers timers_;
+    TimerIndex index_;
+    SpareTimers spares_;
 };
 
 }  // namespace Quoria::Timer::V1

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <iterator>
 #include <random>
 #include <tuple>
 
@@ -33,6 +34,13 @@ protected:
             return timer.receiver == receiver && timer.id == id;
         });
     }
+    // What the clock cannot tell any more is the end of its range.
+    std::chrono::nanoseconds fromNow(milliseconds time) const {
+        constexpr auto kLongest = std::chrono::nanoseconds::max();
+        constexpr auto kLimit = std::chrono::duration_cast<milliseconds>(kLongest);
+        const nanoseconds distance = std::clamp(time, -kLimit, kLimit);
+        return distance > kLongest - calls.clock() ? kLongest : calls.clock() + distance;
+    }
     void startBoth(NotingReceiver* receiver, unsigned int id, milliseconds time, bool periodical) {
         const auto result = periodical ? manager.startPeriodicalTimer(time, receiver, id)
                                        : manager.startTimer(time, receiver, id);
@@ -42,7 +50,7 @@ protected:
         }
         EXPECT_EQ(result, TimerManagerIf::OK);
         model.push_back(
-            {calls.clock() + time, ++turns, receiver, id, periodical ? time : milliseconds(0)});
+            {fromNow(time), ++turns, receiver, id, periodical ? time : milliseconds(0)});
     }
     void cancelBoth(NotingReceiver* receiver, unsigned int id) {
         const auto found = find(receiver, id);
@@ -72,22 +80,21 @@ protected:
     void expectArmedForTheEarliest() {
         const auto earliest = std::min_element(model.begin(), model.end());
         if (earliest != model.end()) {
-            EXPECT_EQ(os->lastArmedFor(), earliest->expiry);
+            EXPECT_EQ(os->lastArmedFor(), std::max<nanoseconds>(earliest->expiry, 1ns));
         } else if (!os->settimeCalls.empty()) {
             EXPECT_EQ(os->lastArmedFor(), std::nullopt);
         }
     }
 
+    unsigned int pick(std::size_t count) { return static_cast<unsigned int>(random() % count); }
+
+    std::mt19937 random{GetParam()};
     std::vector<Timer> model;
     unsigned int turns = 0;
     Log expected;
 };
 
 TEST_P(TimerManagerModel, EveryOperationAndExpiryIsThatOfAPlainList) {
-    std::mt19937 random(GetParam());
-    const auto pick = [&random](unsigned int count) {
-        return static_cast<unsigned int>(random() % count);
-    };
     for (int step = 0; step < 3000 && !HasFailure(); ++step) {
         NotingReceiver* const receiver = pick(2) == 0 ? &a : &b;
         const unsigned int id = pick(40);
@@ -104,6 +111,27 @@ TEST_P(TimerManagerModel, EveryOperationAndExpiryIsThatOfAPlainList) {
                 break;
         }
         expectArmedForTheEarliest();
+    }
+    EXPECT_EQ(log, expected);
+    EXPECT_GT(log.size(), 500U);
+}
+
+// Times of all sizes, many of them equal, in bursts that leave hardly any timer or a thousand.
+TEST_P(TimerManagerModel, SoItIsWithManyTimersOfAllSpans) {
+    constexpr milliseconds kTimes[] = {milliseconds::min(), -1h, -1ms, 0ms, 1ms, 2ms, 1s, 1h,
+                                       milliseconds::max()};
+    for (int burst = 0; burst < 12 && !HasFailure(); ++burst) {
+        const unsigned int starts = burst % 3 == 2 ? 1 : 8;
+        for (int step = 0; step < 1000 && !HasFailure(); ++step) {
+            NotingReceiver* const receiver = pick(2) == 0 ? &a : &b;
+            if (pick(10) < starts) {
+                startBoth(receiver, pick(1000), kTimes[pick(std::size(kTimes))], false);
+            } else {
+                cancelBoth(receiver, pick(1000));
+            }
+        }
+        expectArmedForTheEarliest();
+        passBoth(kTimes[3 + pick(4)]);
     }
     EXPECT_EQ(log, expected);
     EXPECT_GT(log.size(), 500U);
