@@ -76,7 +76,7 @@ private:
     // So many claims may go by before the owner looks for chunks to free,
     static constexpr std::uint32_t kClaimStride = 64;
     // and so many chunks are left to each living sender.
-    static constexpr std::uint32_t kKeptChunks = 1024;
+    static constexpr std::uint32_t kKeptChunks = 512;
 
     // What the stamps tell about a sender.
     struct Sender {
