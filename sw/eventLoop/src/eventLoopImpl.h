@@ -7,16 +7,16 @@
 // watch.
 //
 // How long a record lives. The kernel holds the address of each registered record and hands it out
-// with every event, so a record must outlive every event that has been fetched for it:
-//  - A removed record is parked in removedFdHandlers until the next iteration begins, with its mask
-//  set
-//    to 0, which drops what is still to come for it. If the map has a record for that descriptor,
-//    the later one is not parked: it was registered after the fetch, so nothing points at it.
-//  - That reasoning holds for one run() at a time. A callback that runs the loop again begins a new
-//    iteration while the outer one is in the middle of its batch, and empties the map under it. So
-//    each iteration has a Batch, and removing a handler also leaves the record with every batch,
-//    inner or outer, that is handling an event of it or has still to. Dispatch pays nothing for
-//    this.
+// with every event, so a record must outlive every event that has been fetched for it.
+//
+// A removed record is parked in removedFdHandlers until the next iteration begins, with its mask
+// set to 0, which drops what is still to come for it. If the map has a record for that descriptor,
+// the later one is not parked: it was registered after the fetch, so nothing points at it.
+//
+// That reasoning holds for one run() at a time. A callback that runs the loop again begins a new
+// iteration while the outer one is in the middle of its batch, and empties the map under it. So
+// each iteration has a Batch, and removing a handler also leaves the record with every batch, inner
+// or outer, that is handling an event of it or has still to. Dispatch pays nothing for this.
 #ifndef QUORIA_EVENTLOOP_EVENTLOOPIMPL_H
 #define QUORIA_EVENTLOOP_EVENTLOOPIMPL_H
 
