@@ -153,4 +153,13 @@ TEST_F(TimerManagerThread, ANewWrapperMakesTheCallsFromThenOnForTheSameDescripto
     EXPECT_EQ(second->settimeCalls[0].fd, os->fd());
 }
 
+TEST_F(TimerManagerThread, ResultsHaveTheirNumbers) {
+    EXPECT_EQ(TimerManagerIf::OK, 0U);
+    EXPECT_EQ(TimerManagerIf::ALREADY_EXISTS, 1U);
+    EXPECT_EQ(TimerManagerIf::NOT_FOUND, 2U);
+    EXPECT_EQ(TimerManagerIf::WRONG_THREAD, 3U);
+    EXPECT_EQ(TimerManagerIf::OS_ERROR, 4U);
+    EXPECT_EQ(sizeof(TimerManagerIf::ReturnCode), 4U);
+}
+
 }  // namespace
