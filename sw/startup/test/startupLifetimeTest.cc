@@ -4,6 +4,7 @@
 #include <quoriaTest/traceCapture.h>
 
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -146,11 +147,31 @@ TEST_F(StartupLifetime, AnEmptyV2CreatorThrowsAndTheParticipantsBeforeItStay) {
     EXPECT_THAT(takeNotes(), ElementsAre("end a"));
 }
 
-TEST_F(StartupLifetime, WhatACreatorThrowsPassesThrough) {
+TEST_F(StartupLifetime, WhatAV1CreatorThrowsPassesThroughAndTheParticipantsBeforeItStay) {
+    addV1("a");
     registry_->registerParticipantCreator(
-        []() -> std::shared_ptr<V2Participant::Base> { throw std::runtime_error("not today"); });
+        []() -> std::shared_ptr<V1Participant::Base> { throw std::runtime_error("not today"); });
+    addV1("b");
+    addV2("c");
 
     EXPECT_THROW(start(), std::runtime_error);
+
+    EXPECT_THAT(takeNotes(), ElementsAre("create c", "init c", "create a", "start a"));
+    registry_->reset();
+    EXPECT_THAT(takeNotes(), UnorderedElementsAre("end a", "end c"));
+}
+
+TEST_F(StartupLifetime, WhatAV2CreatorThrowsPassesThroughAndTheParticipantsBeforeItStay) {
+    addV2("a");
+    registry_->registerParticipantCreator(
+        []() -> std::shared_ptr<V2Participant::Base> { throw std::runtime_error("not today"); });
+    addV2("b");
+
+    EXPECT_THROW(start(), std::runtime_error);
+
+    EXPECT_THAT(takeNotes(), ElementsAre("create a", "init a"));
+    registry_->reset();
+    EXPECT_THAT(takeNotes(), ElementsAre("end a"));
 }
 
 TEST_F(StartupLifetime, WhatAnInitialisationThrowsPassesThroughAndTheParticipantStays) {
@@ -193,6 +214,46 @@ TEST_F(StartupLifetime, WhatTheNameThrowsPassesThroughAndTheParticipantStays) {
     EXPECT_THROW(start(), std::runtime_error);
 
     EXPECT_THAT(takeNotes(), ElementsAre("create a"));
+}
+
+// Tells its name once.
+class Forgetful : public V2Participant {
+public:
+    using V2Participant::V2Participant;
+    std::string getName() override {
+        if (std::exchange(asked_, true)) {
+            throw std::runtime_error("no name any more");
+        }
+        return V2Participant::getName();
+    }
+
+private:
+    bool asked_ = false;
+};
+
+TEST_F(StartupLifetime, WhatTheNameThrowsBeforeTheStartPassesThroughAndTheParticipantsStay) {
+    const TraceCapture trace({"TRACE1"});
+    addV1("a");
+    addV2("b");
+    registry_->registerParticipantCreator(
+        [this] { return std::make_shared<Forgetful>("c", notes_, succeed, nothing); });
+
+    EXPECT_THROW(start(), std::runtime_error);
+
+    EXPECT_THAT(takeNotes(), ElementsAre("create b", "init b", "create c", "init c", "create a",
+                                         "start a", "start b"));
+    EXPECT_EQ(trace.messages("TRACE1").back(), "Starting 'b'");
+    registry_->reset();
+    EXPECT_THAT(takeNotes(), UnorderedElementsAre("end a", "end b", "end c"));
+}
+
+TEST_F(StartupLifetime, WithoutATracerANameThatWouldThrowBeforeTheStartIsNotAskedFor) {
+    registry_->registerParticipantCreator(
+        [this] { return std::make_shared<Forgetful>("a", notes_, succeed, nothing); });
+
+    EXPECT_TRUE(start());
+
+    EXPECT_THAT(takeNotes(), ElementsAre("create a", "init a", "start a"));
 }
 
 TEST_F(StartupLifetime, AParticipantMayResetTheRegistryDuringItsInitialisation) {
