@@ -1,6 +1,8 @@
 #include <quoria/activeObject/activeObjectIf.h>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <quoriaTest/noNewThreads.h>
 #include <quoriaTest/traceCapture.h>
 #include <sched.h>
 #include <stdlib.h>
@@ -10,12 +12,15 @@
 #include <csignal>
 #include <filesystem>
 #include <stdexcept>
+#include <system_error>
 
 #include "activeObjectFixture.h"
+#include "activeObjectThread.h"
 #include "osFaults.h"
 
 namespace {
 
+using Quoria::ActiveObject::Backend::ActiveObjectThread;
 using QuoriaTest::TraceCapture;
 
 class ActiveObject : public ActiveObjectFixture {
@@ -90,6 +95,23 @@ TEST_F(ActiveObject, WithoutAStartFunctionPostedFunctionsRun) {
 }
 
 TEST_F(ActiveObject, FunctionsPostedBeforeTheThreadWatchesItsDescriptorRunAfterTheStartFunction) {
+    const int fd = eventfd(0, EFD_SEMAPHORE | EFD_CLOEXEC);
+    OsFaults::answerEventFd(fd);
+    const Gate posted;
+    OsFaults::whenHeldThreadIsNamed([fd, posted] {
+        EXPECT_EQ(EventLoopIf::getInstance()->removeFdHandler(fd), EventLoopIf::NOT_FOUND);
+        posted.pass();
+    });
+    const auto object = ActiveObjectIf::create(OsFaults::kHeldThread, noting("start"), Policy{});
+    object->executeFunction(noting("1"));
+    object->executeFunction(noting("2"));
+    object->executeFunction(noting("3"));
+    posted.open();
+    finish(*object);
+    EXPECT_EQ(notes(), (Notes{"start", "1", "2", "3"}));
+}
+
+TEST_F(ActiveObject, FunctionsPostedDuringTheStartFunctionRunAfterIt) {
     const Gate gate;
     const auto object = create([this, gate] {
         gate.pass();
@@ -214,6 +236,29 @@ TEST_F(ActiveObject, WithoutAWakeUpDescriptorThereIsNoActiveObjectAndNoThread) {
     EXPECT_TRUE(notes().empty());
 }
 
+TEST_F(ActiveObject, WithoutAThreadCreateThrowsAndKeepsNoDescriptor) {
+    const TraceCapture trace;
+    const int fd = eventfd(0, EFD_SEMAPHORE | EFD_CLOEXEC);
+    OsFaults::answerEventFd(fd);
+    {
+        const QuoriaTest::NoNewThreads none;
+        EXPECT_THROW(create(noting("start")), std::system_error);
+    }
+    EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+    EXPECT_EQ(trace.events().size(), 1U);  // created, but never terminating
+    EXPECT_TRUE(notes().empty());
+}
+
+TEST_F(ActiveObject, AfterAFailedCreateTheNextOneMaySucceed) {
+    {
+        const QuoriaTest::NoNewThreads none;
+        EXPECT_THROW(create(), std::system_error);
+    }
+    const auto object = create(noting("start"));
+    finish(*object);
+    EXPECT_EQ(notes(), Notes{"start"});
+}
+
 TEST_F(ActiveObject, TheDefaultPolicyLeavesTheSchedulingAlone) {
     const auto object = create();
     finish(*object);
@@ -296,6 +341,16 @@ TEST_F(ActiveObjectDeathTest, AnExceptionOfTheStartFunctionEndsTheProcess) {
         finish(*object);
     };
     EXPECT_EXIT(die(), testing::KilledBySignal(SIGABRT), "from a start function");
+}
+
+TEST_F(ActiveObjectDeathTest, AThreadThatIsStartedTwiceEndsTheProcess) {
+    const auto die = [] {
+        removeTestDomain();
+        ActiveObjectThread thread("test");
+        thread.start(false, {});
+        thread.start(false, {});
+    };
+    EXPECT_EXIT(die(), testing::KilledBySignal(SIGABRT), "terminate called without");
 }
 
 }  // namespace

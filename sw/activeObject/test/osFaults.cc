@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <cstring>
 #include <utility>
 
 namespace OsFaults {
@@ -19,6 +20,7 @@ struct State {
     int getSchedParamError = 0;
     std::optional<int> setSchedParamAnswer;
     std::atomic<int> setNameError{0};  // the tracer's threads name themselves, too
+    std::function<void()> onHeldThread;
     std::vector<EventFdCall> eventFdCalls;
     std::vector<SchedulingCall> setSchedParamCalls;
 };
@@ -42,6 +44,7 @@ void clear() {
     state().getSchedParamError = 0;
     state().setSchedParamAnswer.reset();
     state().setNameError = 0;
+    state().onHeldThread = nullptr;
     state().eventFdCalls.clear();
     state().setSchedParamCalls.clear();
 }
@@ -62,6 +65,9 @@ void answerSetSchedParam(int error) {
 }
 void failSetName(int error) {
     state().setNameError = error;
+}
+void whenHeldThreadIsNamed(const std::function<void()>& function) {
+    state().onHeldThread = function;
 }
 const std::vector<EventFdCall>& eventFdCalls() {
     return state().eventFdCalls;
@@ -113,6 +119,9 @@ extern "C" int pthread_setschedparam(pthread_t thread, int policy,
 }
 
 extern "C" int pthread_setname_np(pthread_t thread, const char* name) noexcept {
+    if (strcmp(name, OsFaults::kHeldThread) == 0 && state().onHeldThread) {
+        state().onHeldThread();
+    }
     const int error = state().setNameError;
     if (error != 0) {
         return error;

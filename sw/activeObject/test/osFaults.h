@@ -8,6 +8,7 @@
 
 #include <pthread.h>
 
+#include <functional>
 #include <optional>
 #include <vector>
 
@@ -36,6 +37,9 @@ void reportPriority(int priority);
 void failGetSchedParam(int error);
 void answerSetSchedParam(int error);
 void failSetName(int error);
+// A thread that names itself kHeldThread calls `function` as it does so.
+inline constexpr const char* kHeldThread = "held";
+void whenHeldThreadIsNamed(const std::function<void()>& function);
 
 const std::vector<EventFdCall>& eventFdCalls();
 const std::vector<SchedulingCall>& setSchedParamCalls();
