@@ -99,7 +99,10 @@ TEST_F(ActiveObject, FunctionsPostedBeforeTheThreadWatchesItsDescriptorRunAfterT
     OsFaults::answerEventFd(fd);
     const Gate posted;
     OsFaults::whenHeldThreadIsNamed([fd, posted] {
-        EXPECT_EQ(EventLoopIf::getInstance()->removeFdHandler(fd), EventLoopIf::NOT_FOUND);
+        EventLoopIf* const loop = EventLoopIf::getInstance();
+        ASSERT_EQ(loop->addFdHandler(fd, EventLoopIf::EVENT_IN, [](int, unsigned int) {}),
+                  EventLoopIf::OK);
+        ASSERT_EQ(loop->removeFdHandler(fd), EventLoopIf::OK);
         posted.pass();
     });
     const auto object = ActiveObjectIf::create(OsFaults::kHeldThread, noting("start"), Policy{});
