@@ -20,6 +20,16 @@ const std::vector<std::uint8_t> kBytes = {0x00, 0x7F, 0x80, 0xFF};
 const char kData[] = "\x00\x7F\x80\xFF";
 const std::size_t kDatalen = 4;
 
+int evaluationsBeforeTheProvider = 0;
+bool hasRunBeforeTheProvider = false;
+
+// The provider is registered by a constructor without a priority, thus after this one.
+__attribute__((constructor(101))) void traceBeforeTheProvider() {
+    QTRACE_ERROR("too early: " << ++evaluationsBeforeTheProvider);
+    QTRACE_TRACE1("-", "too early: " << ++evaluationsBeforeTheProvider);
+    hasRunBeforeTheProvider = true;
+}
+
 class TraceStatement : public testing::Test {
 protected:
     // The one event that has been recorded, with what every event carries checked.
@@ -145,6 +155,14 @@ TEST_F(TraceStatement, MessageWithAContainerShowsItsElementsInBraces) {
     const std::vector<std::string> arguments = {"a", "b c"};
     QTRACE_TRACE1("-", "Executing with " << arguments << '.');
     EXPECT_THAT(capture_.messages("TRACE1"), ElementsAre("Executing with {a,b c}."));
+}
+
+TEST_F(TraceStatement, DoesNothingAndNoHarmBeforeTheProviderIsRegistered) {
+    EXPECT_TRUE(hasRunBeforeTheProvider);
+    EXPECT_EQ(evaluationsBeforeTheProvider, 0);
+    EXPECT_THAT(capture_.events(), IsEmpty());
+    QTRACE_ERROR("in time");
+    EXPECT_EQ(theEvent("ERROR", __LINE__ - 1).msg, "in time");
 }
 
 }  // namespace
