@@ -1,19 +1,23 @@
 // What the registry does when the world around it fails.
 #include "commandRegistryImpl.h"
 
+#include <quoriaTest/noNewThreads.h>
 #include <quoriaTest/scriptedItc.h>
 #include <quoriaTest/traceCapture.h>
 
 #include <gmock/gmock.h>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/eventfd.h>
 
 #include <cerrno>
+#include <system_error>
 
 namespace {
 
 bool eventFdFails = false;
+int lastEventFd = -1;
 
 }  // namespace
 
@@ -25,7 +29,8 @@ extern "C" int eventfd(unsigned int count, int flags) {
     }
     using Function = int (*)(unsigned int, int);
     static const auto real = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "eventfd"));
-    return real(count, flags);
+    lastEventFd = real(count, flags);
+    return lastEventFd;
 }
 
 namespace {
@@ -72,6 +77,17 @@ TEST(CommandRegistryFailure, OfItsThreadFailsTheConcurrentCommandsOnly) {
     EXPECT_EQ(registry.deregisterCommandHandler("x"), CommandTypes::Failed);
     EXPECT_EQ(registry.registerCommandHandler("x", succeed, false), CommandTypes::Success);
     EXPECT_EQ(registry.deregisterCommandHandler("x"), CommandTypes::Success);
+}
+
+TEST(CommandRegistryFailure, ToGetAThreadThrowsAndKeepsNoDescriptor) {
+    {
+        const QuoriaTest::NoNewThreads none;
+        EXPECT_THROW(CommandRegistryImpl(), std::system_error);
+    }
+
+    ASSERT_NE(lastEventFd, -1);
+    EXPECT_EQ(fcntl(lastEventFd, F_GETFD), -1);
+    EXPECT_THAT(ScriptedItc::calls(), IsEmpty());
 }
 
 TEST(CommandRegistryFailure, OfAMailboxNameIsForeseen) {

@@ -176,6 +176,31 @@ TEST_F(CommandRegistry, DeregistersConcurrentCommandsAtItsOwnThread) {
     EXPECT_EQ(run("x"), kRejected);
 }
 
+TEST_F(CommandRegistry, AnswersForAConcurrentCommandBeforeItCanBeReached) {
+    std::promise<void> running;
+    std::promise<void> mayEnd;
+    addConcurrent("slow", [&](const auto&, auto&) {
+        running.set_value();
+        mayEnd.get_future().wait();
+        return CommandTypes::Success;
+    });
+    QuoriaTest::awaitMailbox("RCI:slow");
+    std::thread client([] {
+        const std::uint32_t mailbox = Itc::createMailbox("");
+        run("slow");
+        Itc::deleteMailbox(mailbox);
+    });
+    running.get_future().wait();  // and the registry's thread with it
+
+    EXPECT_EQ(addConcurrent("x", say("x")), CommandTypes::Success);
+    EXPECT_EQ(run("x"), "No handler found for command: x\n");
+
+    mayEnd.set_value();
+    client.join();
+    QuoriaTest::awaitMailbox("RCI:x");
+    EXPECT_EQ(run("x"), "x");
+}
+
 TEST_F(CommandRegistry, RegistersAndDeregistersConcurrentCommandsInTheOrderOfTheCalls) {
     addConcurrent("x", say("first"));
     registry_->deregisterCommandHandler("x");
@@ -194,6 +219,17 @@ TEST_F(CommandRegistry, StillServesACommandThatAnotherThreadDeregistered) {
     EXPECT_EQ(run("x"), "first");
     EXPECT_EQ(add("x", say("second")), CommandTypes::Success);  // the name is free ...
     EXPECT_EQ(run("x"), "first");                               // ... but the thread keeps its own
+}
+
+TEST_F(CommandRegistry, StillServesAnAsynchronousCommandThatAnotherThreadDeregistered) {
+    addAsynch("x", sayAsynch("first"));
+
+    EXPECT_EQ(registry_->deregisterCommandHandler("x"), CommandTypes::Success);
+
+    EXPECT_EQ(run("x"), "first");
+    EXPECT_EQ(remove("x"), CommandTypes::Failed);
+    EXPECT_EQ(addAsynch("x", sayAsynch("second")), CommandTypes::Success);
+    EXPECT_EQ(run("x"), "first");
 }
 
 TEST_F(CommandRegistry, LetsAHandlerDeregisterItsOwnCommand) {
@@ -269,6 +305,18 @@ TEST_F(CommandRegistryReset, LeavesTheServersOfOtherThreads) {
 
     EXPECT_EQ(run("synchronous"), "s");
     EXPECT_EQ(run("concurrent"), "c");
+}
+
+TEST_F(CommandRegistryReset, FreesTheNameOfAConcurrentCommandButItsThreadKeepsItsOwn) {
+    addConcurrent("x", say("first"));
+    QuoriaTest::awaitMailbox("RCI:x");
+
+    resetRegistry();
+    EXPECT_EQ(addConcurrent("x", say("second")), CommandTypes::Success);
+    addConcurrent("behind", say(""));
+    QuoriaTest::awaitMailbox("RCI:behind");
+
+    EXPECT_EQ(run("x"), "first");
 }
 
 TEST_F(CommandRegistryReset, DoesNothingElseOnAThreadWithoutAServer) {

@@ -1,10 +1,12 @@
 // Concurrent commands with the registry's real thread.
+#include "rciClient.h"
 #include "rciMessage.h"
 
 #include <quoria/command/commandIf.h>
 #include <quoria/command/commandRegistryIf.h>
 #include <quoria/itc/itcOperations.h>
 #include <quoriaTest/servingThread.h>
+#include <quoriaTest/traceCapture.h>
 
 #include <gmock/gmock.h>
 
@@ -122,6 +124,55 @@ TEST_F(ConcurrentCommand, KeepsTheOtherConcurrentCommandsWaiting) {
     EXPECT_EQ(Client("x").result(), CommandTypes::Success);
 
     EXPECT_FALSE(gotAnAnswer);
+}
+
+TEST_F(ConcurrentCommand, LetsTheOtherConcurrentCommandsRunWhenItHasReturned) {
+    std::vector<std::string> order;  // each handler's end is before the next one's begin
+    registerConcurrently("other", [&](const auto&, auto&) {
+        order.emplace_back("other");
+        return CommandTypes::Success;
+    });
+    std::unique_ptr<Client> other;
+    registerConcurrently("x", [&](const auto&, auto&) {
+        other = std::make_unique<Client>("other");
+        order.emplace_back("x");
+        return CommandTypes::Success;
+    });
+
+    EXPECT_EQ(Client("x").result(), CommandTypes::Success);
+    EXPECT_EQ(other->result(), CommandTypes::Success);
+
+    EXPECT_THAT(order, testing::ElementsAre("x", "other"));
+}
+
+TEST_F(ConcurrentCommand, RunsToItsEndAfterItsClientHasGone) {
+    const QuoriaTest::TraceCapture trace({"TRACE1", "INFO"});
+    std::promise<void> running;
+    std::promise<void> mayEnd;
+    const std::uint32_t server = registerConcurrently("x", [&](const auto&, std::ostream& out) {
+        running.set_value();
+        mayEnd.get_future().wait();
+        out << "late" << std::endl;
+        EXPECT_TRUE(out.good());
+        return CommandTypes::Success;
+    });
+    registerConcurrently("probe", [](const auto&, auto&) { return CommandTypes::Success; });
+    std::thread([&] {
+        const std::uint32_t mailbox = Itc::createMailbox("");
+        std::ostringstream out;
+        Rci::RciClient client("x");
+        EXPECT_TRUE(client.connectToServer(out));
+        itc_msg* request = Rci::buildRciExecuteReq(1, 1, {});
+        Itc::send(&request, server, Itc::kItcOwnMailbox);
+        running.get_future().wait();
+        Itc::deleteMailbox(mailbox);
+    }).join();
+    mayEnd.set_value();
+    EXPECT_EQ(Client("probe").result(), CommandTypes::Success);  // behind the client's end
+
+    // The server was waiting when the client went, so it has heard of that only afterwards.
+    EXPECT_EQ(trace.count("TRACE1", "Execution of command 'x' succeeded"), 1U);
+    EXPECT_EQ(trace.count("INFO", "ABN: command 'x' aborted by the client"), 1U);
 }
 
 TEST_F(ConcurrentCommand, DoesNotKeepTheCommandsOfOtherThreadsWaiting) {

@@ -209,4 +209,82 @@ TEST_F(LostServer, TakesItsCommandsWithIt) {
     EXPECT_EQ(out_.str(), "No handler found for command: x\n");
 }
 
+// A server that does not answer: the client waits for its end.
+class SilentServer : public LostServer {
+protected:
+    SilentServer() {
+        serving_->call([] {
+            CommandRegistryIf::getInstance()->registerAsynchCommandHandler("x", [](const Job&) {});
+        });
+        EXPECT_TRUE(client_.connectToServer(out_));
+    }
+
+    // Ends the server once it has handled the next request. Its answer to another client, who
+    // comes later, tells that it has.
+    void endServerBehindTheNextRequest() {
+        ender_ = std::thread([this, came = serving_->holdUntilAMessageComes()]() mutable {
+            came.get();
+            const std::uint32_t mailbox = Itc::createMailbox("");
+            std::ostringstream out;
+            RciClient("x").connectToServer(out);
+            errors_ = trace_.messages("ERROR");
+            serverHasEnded_ = true;
+            serving_.reset();
+            Itc::deleteMailbox(mailbox);
+        });
+    }
+    // The server forgets the connection, which the client does not know.
+    void forgetConnection() {
+        itc_msg* request =
+            Rci::buildRciMessage(Rci::RciDisconnectReq{Rci::kRciDisconnectReqMsgNo, 1, 1});
+        Itc::send(&request, serving_->mailbox(), Itc::kItcOwnMailbox);
+        const std::uint32_t filter[] = {1, Rci::kRciDisconnectCfmMsgNo};
+        Itc::wrap(Itc::receive(filter, Itc::kItcWaitForever));
+    }
+
+    const TraceCapture trace_{"ERROR"};
+    RciClient client_{"x"};
+    std::thread ender_;
+    std::atomic<bool> serverHasEnded_{false};
+    std::vector<std::string> errors_;
+};
+
+TEST_F(SilentServer, KeepsAnExecutionOverAForgottenConnectionWaitingUntilItEnds) {
+    forgetConnection();
+    endServerBehindTheNextRequest();
+
+    EXPECT_EQ(client_.executeRemoteCmd({}, out_), CommandTypes::Failed);
+
+    EXPECT_TRUE(serverHasEnded_);
+    ender_.join();
+    EXPECT_EQ(out_.str(), "Lost connection to server\n");
+    EXPECT_THAT(errors_,
+                testing::ElementsAre("Ignoring execute request with invalid connection ref: 1"));
+}
+
+TEST_F(SilentServer, KeepsADisconnectOfAForgottenConnectionWaitingUntilItEnds) {
+    forgetConnection();
+    endServerBehindTheNextRequest();
+
+    client_.disconnectFromServer();
+
+    EXPECT_TRUE(serverHasEnded_);
+    ender_.join();
+    EXPECT_FALSE(client_.isConnected());
+    EXPECT_THAT(errors_,
+                testing::ElementsAre("Ignoring disconnect request with invalid connection ref: 1"));
+}
+
+TEST_F(SilentServer, KeepsAnExecutionOfADeregisteredCommandWaitingUntilItEnds) {
+    serving_->call([] { CommandRegistryIf::getInstance()->deregisterCommandHandler("x"); });
+    endServerBehindTheNextRequest();
+
+    EXPECT_EQ(client_.executeRemoteCmd({}, out_), CommandTypes::Failed);
+
+    EXPECT_TRUE(serverHasEnded_);
+    ender_.join();
+    EXPECT_EQ(out_.str(), "Lost connection to server\n");
+    EXPECT_THAT(errors_, testing::ElementsAre("No handler registered for command: x"));
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 #include "handlerInvokers.h"
 
+#include <quoriaTest/noNewThreads.h>
 #include <quoriaTest/scriptedItc.h>
 #include <quoriaTest/traceCapture.h>
 
@@ -9,6 +10,7 @@
 
 #include <sstream>
 #include <stdexcept>
+#include <system_error>
 #include <thread>
 
 namespace {
@@ -158,6 +160,21 @@ TEST_F(ConcurrentInvoker, FailsWithoutRunningTheHandlerWhenThereIsNoMailbox) {
                 ElementsAre("itc_create_mailbox failed for concurrent cmd handler: status"));
     EXPECT_THAT(trace_.messages("TRACE1"), IsEmpty());
     EXPECT_THAT(ScriptedItc::calls(), ElementsAre("create cmdHandler:status"));
+}
+
+TEST_F(ConcurrentInvoker, PassesOnThatThereIsNoThreadAndReportsNoResult) {
+    auto kept = std::make_shared<int>(0);
+    const CommandInvoker invoker =
+        invokeConcurrently([kept](const auto&, auto&) { return CommandTypes::Success; });
+    {
+        const QuoriaTest::NoNewThreads none;
+        EXPECT_THROW(invoker(job_), std::system_error);
+    }
+
+    EXPECT_THAT(job_->results, IsEmpty());
+    EXPECT_THAT(ScriptedItc::calls(), IsEmpty());
+    EXPECT_EQ(kept.use_count(), 2);
+    EXPECT_EQ(job_.use_count(), 1);
 }
 
 TEST_F(ConcurrentInvoker, LeavesNoThreadBehind) {

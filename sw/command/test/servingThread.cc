@@ -5,6 +5,8 @@
 #include <quoria/itcMailboxMonitor/itcMailboxMonitorIf.h>
 #include <quoria/itcMessageSubscription/itcMessageSubscriptionIf.h>
 
+#include <poll.h>
+
 #include <future>
 
 namespace QuoriaTest {
@@ -34,6 +36,22 @@ void ServingThread::call(const std::function<void()>& function) {
 
 void ServingThread::post(const std::function<void()>& function) {
     thread_->executeFunction(function);
+}
+
+std::future<void> ServingThread::holdUntilAMessageComes() {
+    const auto holding = std::make_shared<std::promise<void>>();
+    const auto came = std::make_shared<std::promise<void>>();
+    std::future<void> held = holding->get_future();
+    std::future<void> result = came->get_future();
+    post([holding, came] {
+        holding->set_value();
+        pollfd mailbox{Itc::getFd(), POLLIN, 0};
+        // The result is not used: without a signal handler the wait ends with a message only.
+        ::poll(&mailbox, 1, -1);
+        came->set_value();
+    });
+    held.get();
+    return result;
 }
 
 void ServingThread::awaitEndOf(std::uint32_t mailbox) {

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 
@@ -28,6 +29,10 @@ public:
     void post(const std::function<void()>& function);
 
     std::uint32_t mailbox() const { return mailbox_; }
+
+    // The thread does nothing from now on until a message is in its mailbox, which the future
+    // tells; then it handles that one.
+    std::future<void> holdUntilAMessageComes();
 
     // Waits until the thread has dealt with the end of that mailbox.
     void awaitEndOf(std::uint32_t mailbox);
