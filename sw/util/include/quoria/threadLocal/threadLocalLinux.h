@@ -86,8 +86,10 @@ template <typename T, int Slot>
 std::atomic<bool> ThreadLocalLinux<T, Slot>::_keyCreated{false};
 template <typename T, int Slot>
 pthread_once_t ThreadLocalLinux<T, Slot>::_tlsKeyOnce = PTHREAD_ONCE_INIT;
+// No key at all, so that a key that could not be made is not taken for somebody else's: nothing is
+// found under it and nothing stored.
 template <typename T, int Slot>
-pthread_key_t ThreadLocalLinux<T, Slot>::_tlsKey;
+pthread_key_t ThreadLocalLinux<T, Slot>::_tlsKey = static_cast<pthread_key_t>(-1);
 
 }  // namespace Quoria::ThreadLocal::V1::detail
 
