@@ -9,7 +9,9 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,9 @@ struct Listed {
     pid_t pid;
     pid_t tid;
     std::uint64_t queued;
+    std::uint64_t queuedBytes;
+    std::uint64_t mostQueued;
+    std::int64_t openedAt;
     std::map<std::uint32_t, std::string> names;  // by their number
 };
 
@@ -53,6 +58,44 @@ Mapping openInbox(const Domain& domain, std::uint32_t slot) {
     return valid ? std::move(inbox) : Mapping();
 }
 
+// The bytes in a stack that its owner has not fetched. It may fetch it meanwhile: then the walk
+// goes astray, but not beyond the inbox.
+std::uint64_t bytesInStack(const Mapping& inbox, std::uint64_t stack) {
+    const std::uint32_t chunks =
+        std::min(inbox.as<InboxHeader>()->stampsReserved.load(), kChunkCount);
+    std::uint64_t bytes = 0;
+    std::uint64_t unit = stack & 0xFFFFFFFF;
+    for (std::uint64_t left = std::min(stack >> 32, kMaxBlocks); left > 0; --left) {
+        if (!isInChunks(unit) || chunkOfUnit(unit) >= chunks) {
+            break;
+        }
+        const Stamp claimed = inbox.as<std::atomic<Stamp>>(kStampsOffset)[chunkOfUnit(unit)].load();
+        const auto* block = inbox.as<Block>(unit * kUnit);
+        const std::size_t room = roomAt(unit, claimed);
+        if (room == 0) {
+            break;
+        }
+        bytes += std::min<std::size_t>(block->size, room);
+        unit = block->link;
+    }
+    return bytes;
+}
+
+// Those that `visit` is called with may be in the middle of being opened or closed.
+void forEachRecord(
+    const Mapping& inbox, std::uint32_t slot,
+    const std::function<void(std::uint32_t id, const MailboxRecord& record)>& visit) {
+    const std::uint32_t records =
+        std::min(inbox.as<InboxHeader>()->recordsReserved.load(), kRecordCount);
+    for (std::uint32_t index = 0; index < records; ++index) {
+        const MailboxRecord& record = inbox.as<MailboxRecord>(kRecordsOffset)[index];
+        const std::uint32_t id = record.id.load(std::memory_order_acquire);
+        if (id != 0 && slotOf(id) == slot && record.stack.load() != kClosedStack) {
+            visit(id, record);
+        }
+    }
+}
+
 void listProcess(const Domain& domain, std::uint32_t slot, std::vector<Listed>& listed) {
     const Mapping inbox = openInbox(domain, slot);
     if (!inbox) {
@@ -70,43 +113,67 @@ void listProcess(const Domain& domain, std::uint32_t slot, std::vector<Listed>& 
             }
         }
     });
-    const auto* header = inbox.as<InboxHeader>();
-    const std::uint32_t records = std::min(header->recordsReserved.load(), kRecordCount);
-    for (std::uint32_t index = 0; index < records; ++index) {
-        const MailboxRecord& record = inbox.as<MailboxRecord>(kRecordsOffset)[index];
-        const std::uint32_t id = record.id.load(std::memory_order_acquire);
-        const std::uint64_t stack = record.stack.load(std::memory_order_relaxed);
-        if (id != 0 && slotOf(id) == slot && stack != kClosedStack) {
-            const std::uint32_t fetched = record.arrived.load(std::memory_order_relaxed) -
-                                          record.taken.load(std::memory_order_relaxed);
-            listed.push_back({id, header->pid, record.tid.load(std::memory_order_relaxed),
-                              (stack >> 32) + fetched, std::move(names[id])});
+    forEachRecord(inbox, slot, [&](std::uint32_t id, const MailboxRecord& record) {
+        const auto relaxed = std::memory_order_relaxed;
+        const std::uint64_t stack = record.stack.load(relaxed);
+        if (stack == kClosedStack) {
+            return;
         }
-    }
+        const std::uint32_t fetched = record.arrived.load(relaxed) - record.taken.load(relaxed);
+        const std::uint64_t fetchedBytes =
+            record.arrivedBytes.load(relaxed) - record.takenBytes.load(relaxed);
+        const std::uint64_t queued = (stack >> 32) + fetched;
+        listed.push_back({id, inbox.as<InboxHeader>()->pid, record.tid.load(relaxed), queued,
+                          fetchedBytes + bytesInStack(inbox, stack),
+                          std::max<std::uint64_t>(record.mostQueued.load(relaxed), queued),
+                          record.openedAt.load(relaxed), std::move(names[id])});
+    });
 }
 
-int listMailboxes(bool (*visit)(const itc_mailbox_info* info, void* context), void* context) {
+// With the slots of all living processes, in their order. False when the domain can't be used.
+bool forEachProcess(const std::function<void(Domain& domain, std::uint32_t slot)>& visit) {
     Domain* domain = Process::domain();
     if (domain == nullptr) {
-        return -1;
+        return false;
     }
     domain->sweepDead();
-    std::vector<Listed> listed;
+    std::set<std::uint32_t> slots;
     listFolder(domain->folder(), ".", [&](const char* entry) {
         unsigned slot = 0;
         if (std::sscanf(entry, "process-%4u", &slot) == 1 && isSlot(slot) &&
             domain->isAlive(slot)) {
-            listProcess(*domain, slot, listed);
+            slots.insert(slot);
         }
     });
+    for (const std::uint32_t slot : slots) {
+        visit(*domain, slot);
+    }
+    return true;
+}
+
+std::string nameOfProcess(pid_t pid) {
+    return firstLineOf("/proc/" + std::to_string(pid) + "/comm");
+}
+
+std::uint64_t ageOf(std::int64_t openedAt) {
+    return static_cast<std::uint64_t>(
+        std::max<std::int64_t>(monotonicMilliseconds() - openedAt, 0));
+}
+
+int listMailboxes(bool (*visit)(const itc_mailbox_info* info, void* context), void* context) {
+    std::vector<Listed> listed;
+    if (!forEachProcess(
+            [&listed](Domain& domain, std::uint32_t slot) { listProcess(domain, slot, listed); })) {
+        return -1;
+    }
     std::sort(listed.begin(), listed.end(),
               [](const Listed& left, const Listed& right) { return left.id < right.id; });
     int visited = 0;
     for (const Listed& mailbox : listed) {
-        const std::string process = "/proc/" + std::to_string(mailbox.pid);
-        const std::string processName = firstLineOf(process + "/comm");
+        const std::string processName = nameOfProcess(mailbox.pid);
         const std::string threadName =
-            firstLineOf(process + "/task/" + std::to_string(mailbox.tid) + "/comm");
+            firstLineOf("/proc/" + std::to_string(mailbox.pid) + "/task/" +
+                        std::to_string(mailbox.tid) + "/comm");
         std::vector<const char*> names;
         for (const auto& [number, name] : mailbox.names) {
             names.push_back(name.c_str());
@@ -118,13 +185,57 @@ int listMailboxes(bool (*visit)(const itc_mailbox_info* info, void* context), vo
                                        threadName.c_str(),
                                        names.data(),
                                        static_cast<std::uint32_t>(names.size()),
-                                       mailbox.queued};
+                                       mailbox.queued,
+                                       mailbox.queuedBytes,
+                                       mailbox.mostQueued,
+                                       ageOf(mailbox.openedAt)};
         ++visited;
         if (!visit(&info, context)) {
             break;
         }
     }
     return visited;
+}
+
+std::uint64_t memoryOf(const Domain& domain, std::uint32_t slot) {
+    struct stat status = {};
+    const std::string inbox = Domain::processFolder(slot) + "/inbox";
+    const bool isThere = fstatat(domain.folder(), inbox.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+    return isThere ? static_cast<std::uint64_t>(status.st_blocks) * 512 : 0;
+}
+
+int listProcesses(bool (*visit)(const itc_process_info* info, void* context), void* context) {
+    int visited = 0;
+    bool goesOn = true;
+    const auto visitOne = [&](Domain& domain, std::uint32_t slot) {
+        const Mapping inbox = goesOn ? openInbox(domain, slot) : Mapping();
+        if (!inbox) {
+            return;
+        }
+        const InboxHeader& header = *inbox.as<InboxHeader>();
+        const std::string name = nameOfProcess(header.pid);
+        std::uint32_t mailboxes = 0;
+        forEachRecord(inbox, slot, [&](std::uint32_t, const MailboxRecord&) { ++mailboxes; });
+        const itc_process_info info = {slot,
+                                       header.pid,
+                                       name.c_str(),
+                                       mailboxes,
+                                       memoryOf(domain, slot),
+                                       header.undelivered.load(std::memory_order_relaxed)};
+        ++visited;
+        goesOn = visit(&info, context);
+    };
+    return forEachProcess(visitOne) ? visited : -1;
+}
+
+bool setHighMark(std::uint64_t messages, itc_high_mark_callback callback, void* context) {
+    Mailbox* mailbox = Process::threadMailbox();
+    if (mailbox == nullptr) {
+        return fail("the thread has no mailbox");
+    }
+    mailbox->setHighMark(callback != nullptr ? Mailbox::HighMark{messages, callback, context}
+                                             : Mailbox::HighMark{});
+    return true;
 }
 
 }  // namespace
@@ -136,6 +247,16 @@ extern "C" {
 ITC_EXPORT int itc_list_mailboxes(bool (*visit)(const itc_mailbox_info* info, void* context),
                                   void* context) {
     return itc::guarded(-1, [&] { return itc::listMailboxes(visit, context); });
+}
+
+ITC_EXPORT int itc_list_processes(bool (*visit)(const itc_process_info* info, void* context),
+                                  void* context) {
+    return itc::guarded(-1, [&] { return itc::listProcesses(visit, context); });
+}
+
+ITC_EXPORT bool itc_set_high_mark(uint64_t messages, itc_high_mark_callback callback,
+                                  void* context) {
+    return itc::guarded(false, [&] { return itc::setHighMark(messages, callback, context); });
 }
 
 ITC_EXPORT const char* itc_domain_path(void) {

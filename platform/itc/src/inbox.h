@@ -69,6 +69,7 @@ public:
                header().waits.load(std::memory_order_relaxed) !=
                    waitsSeen_.load(std::memory_order_relaxed);
     }
+    void countUndelivered() const { header().undelivered.fetch_add(1, std::memory_order_relaxed); }
     // Whether a living sender had more chunks than it needs for long.
     bool isLarge() const { return large_.load(std::memory_order_relaxed); }
 

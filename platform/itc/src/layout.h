@@ -117,11 +117,16 @@ struct alignas(128) MailboxRecord {
     // messages by itself. The receiver goes to the next even value after it has emptied the bell,
     // so that a ringer whose byte is gone can't mark the new era.
     std::atomic<std::uint32_t> bellState;
-    // What the receiver writes for each message lies apart from what senders write.
-    alignas(
-        64) std::atomic<std::uint32_t> arrived;  // messages fetched or posted inside the process
-    std::atomic<std::uint32_t> taken;            // messages received by the user
+    // What the receiver writes for each message lies apart from what senders write. Messages are
+    // counted with their bytes: arrived are those fetched or posted inside the process, taken those
+    // received by the user.
+    alignas(64) std::atomic<std::uint32_t> arrived;
+    std::atomic<std::uint32_t> taken;
+    std::atomic<std::uint64_t> arrivedBytes;
+    std::atomic<std::uint64_t> takenBytes;
+    std::atomic<std::uint32_t> mostQueued;  // arrived and not taken, at any time
     std::atomic<std::int32_t> tid;
+    std::atomic<std::int64_t> openedAt;  // milliseconds on the monotonic clock
 };
 static_assert(sizeof(MailboxRecord) == 128);
 
@@ -171,6 +176,8 @@ struct InboxHeader {
     std::atomic<std::uint32_t> claims;
     // Moved by every sender that finds no room: the owner then frees what it can.
     std::atomic<std::uint32_t> waits;
+    // Messages that the owner gave up because their receiver was gone.
+    std::atomic<std::uint32_t> undelivered;
 };
 
 constexpr std::size_t kLanesOffset = kPage;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <utility>
 
 #include <fcntl.h>
@@ -14,6 +15,11 @@
 #include <unistd.h>
 
 namespace itc {
+
+std::int64_t monotonicMilliseconds() {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
+}
 
 std::unique_ptr<Mailbox> Mailbox::create(Process& process, std::uint32_t bellNumber) {
     std::unique_ptr<Mailbox> mailbox(new Mailbox(process));
@@ -42,7 +48,11 @@ void Mailbox::open(std::uint32_t id, MailboxRecord& record) {
     record.bell.store(bellNumber_, std::memory_order_relaxed);
     record.arrived.store(0, std::memory_order_relaxed);
     record.taken.store(0, std::memory_order_relaxed);
+    record.arrivedBytes.store(0, std::memory_order_relaxed);
+    record.takenBytes.store(0, std::memory_order_relaxed);
+    record.mostQueued.store(0, std::memory_order_relaxed);
     record.tid.store(gettid(), std::memory_order_relaxed);
+    record.openedAt.store(monotonicMilliseconds(), std::memory_order_relaxed);
     // Of strokes that were meant for its predecessor. The state of the record goes on as well, so
     // that a ringer who was late for an earlier mailbox can't mark it.
     silenceBell(record, bell_.get());
@@ -67,8 +77,11 @@ void Mailbox::close() {
     guarded([this, closedId] { endWatches(closedId); });
     guarded([this, closedId] { tellWatchers(closedId); });
     while (!queue_.empty()) {
+        process_.countUndelivered();
         Process::free(queue_.take(0));
     }
+    highMark_ = {};
+    isBelowMark_ = true;
     fetchedSinceSilence_ = false;
     isRinging_ = false;
     record_ = nullptr;
@@ -109,14 +122,25 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
         }
         record = record_;
         if (block->kind == kMessage) {
-            record->arrived.store(record->arrived.load(std::memory_order_relaxed) + 1,
-                                  std::memory_order_relaxed);
+            countArrived(1, block->size);
         }
     }
     if (wakes) {
         ringBellAfterPosting(*record, bell_.get());
     }
     return true;
+}
+
+// With mutex_ held.
+void Mailbox::countArrived(std::uint32_t messages, std::uint64_t bytes) {
+    const auto relaxed = std::memory_order_relaxed;
+    const std::uint32_t arrived = record_->arrived.load(relaxed) + messages;
+    record_->arrived.store(arrived, relaxed);
+    record_->arrivedBytes.store(record_->arrivedBytes.load(relaxed) + bytes, relaxed);
+    const std::uint32_t queued = arrived - record_->taken.load(relaxed);
+    if (queued > record_->mostQueued.load(relaxed)) {
+        record_->mostQueued.store(queued, relaxed);
+    }
 }
 
 bool Mailbox::addWatcher(std::uint32_t mailbox, std::uint32_t watcher, std::uint32_t number) {

@@ -15,6 +15,7 @@
 #include "descriptor.h"
 #include "inbox.h"
 #include "itc.h"
+#include "itc_admin.h"
 #include "layout.h"
 #include "messageQueue.h"
 #include "watches.h"
@@ -29,6 +30,8 @@
 namespace itc {
 
 class Process;
+
+std::int64_t monotonicMilliseconds();
 
 class Mailbox {
 public:
@@ -58,6 +61,13 @@ public:
     int descriptor() const { return epoll_.get(); }
     bool addName(const char* name);
     itc_msg* receive(const std::uint32_t* filter, std::uint32_t timeout, std::uint32_t from);
+    // See itc_set_high_mark().
+    struct HighMark {
+        std::uint64_t messages = 0;  // 0: none
+        itc_high_mark_callback callback = nullptr;
+        void* context = nullptr;
+    };
+    void setHighMark(const HighMark& mark);
     std::uint32_t monitor(std::uint32_t mailbox, itc_msg* indication);
     void unmonitor(std::uint32_t number);
     bool locate(const char* name, itc_msg* indication);
@@ -86,7 +96,9 @@ private:
     void accept(Block* block, std::uint32_t self);
     void acceptNotice(const Block& block, const Notice& notice, std::uint32_t self);
     void deliver(itc_msg* indication, std::uint32_t sender);
-    void countTaken();
+    void countArrived(std::uint32_t messages, std::uint64_t bytes);
+    void countTaken(const Block& block);
+    void noticeBacklog();
     void settle();
     bool lookAfterSilence();
     bool noticeDeaths(int timeout);
@@ -120,7 +132,9 @@ private:
     MessageQueue queue_;
     std::vector<Block*> fetched_;  // by the fetch that is going on
     bool fetchedSinceSilence_ = false;
-    bool isRinging_ = false;  // the bell is known to hold a byte until it is silenced
+    HighMark highMark_;
+    bool isBelowMark_ = true;  // since it was reached last, the backlog has gone down by half
+    bool isRinging_ = false;   // the bell is known to hold a byte until it is silenced
     std::uint32_t looksSinceDeathCheck_ = 0;
     std::uint32_t bytesSinceReclaim_ = 0;
     Watches watches_;

@@ -72,7 +72,25 @@ itc_msg* Mailbox::receive(const std::uint32_t* filter, std::uint32_t timeout, st
         message = receiveNew(filter, timeout, from, seen);
     }
     settle();
+    if (highMark_.messages != 0) {
+        noticeBacklog();
+    }
     return message;
+}
+
+void Mailbox::setHighMark(const HighMark& mark) {
+    highMark_ = mark;
+    isBelowMark_ = true;
+}
+
+// The callback may use the mailbox in every way: nothing of this is touched after it.
+void Mailbox::noticeBacklog() {
+    if (queue_.size() <= highMark_.messages / 2) {
+        isBelowMark_ = true;
+    } else if (queue_.size() >= highMark_.messages && isBelowMark_) {
+        isBelowMark_ = false;
+        highMark_.callback(id(), queue_.size(), highMark_.context);
+    }
 }
 
 itc_msg* Mailbox::receiveNew(const std::uint32_t* filter, std::uint32_t timeout, std::uint32_t from,
@@ -100,7 +118,7 @@ itc_msg* Mailbox::takeMatching(const std::uint32_t* filter, std::uint32_t from, 
         if (admits(filter, queue_[seen]->msgno) &&
             (from == ITC_ANY_SENDER || blockOf(queue_[seen])->sender == from)) {
             itc_msg* message = queue_.take(seen);
-            countTaken();
+            countTaken(*blockOf(message));
             bytesSinceReclaim_ += blockOf(message)->size + kCuts[1];
             if (bytesSinceReclaim_ >= kBytesPerReclaim) {
                 bytesSinceReclaim_ = 0;
@@ -112,9 +130,10 @@ itc_msg* Mailbox::takeMatching(const std::uint32_t* filter, std::uint32_t from, 
     return nullptr;
 }
 
-void Mailbox::countTaken() {
-    record_->taken.store(record_->taken.load(std::memory_order_relaxed) + 1,
-                         std::memory_order_relaxed);
+void Mailbox::countTaken(const Block& block) {
+    const auto relaxed = std::memory_order_relaxed;
+    record_->taken.store(record_->taken.load(relaxed) + 1, relaxed);
+    record_->takenBytes.store(record_->takenBytes.load(relaxed) + block.size, relaxed);
 }
 
 // Leaves the bell as the rest of the queue needs it.
@@ -187,6 +206,7 @@ void Mailbox::fetchStack(std::uint64_t stack, std::vector<Block*>& fetched) {
     const std::size_t before = fetched.size();
     std::uint64_t unit = stack & 0xFFFFFFFF;
     std::uint32_t messages = 0;
+    std::uint64_t bytes = 0;
     for (std::uint64_t left = std::min(stack >> 32, kMaxBlocks); left > 0 && unit != 0; --left) {
         Block* block = inbox.block(unit);
         if (block == nullptr) {
@@ -195,12 +215,14 @@ void Mailbox::fetchStack(std::uint64_t stack, std::vector<Block*>& fetched) {
         }
         inbox.hold(block);
         fetched.push_back(block);
-        messages += block->kind == kMessage ? 1 : 0;
+        if (block->kind == kMessage) {
+            ++messages;
+            bytes += block->size;
+        }
         unit = block->link;
     }
     std::reverse(fetched.begin() + static_cast<std::ptrdiff_t>(before), fetched.end());
-    record_->arrived.store(record_->arrived.load(std::memory_order_relaxed) + messages,
-                           std::memory_order_relaxed);
+    countArrived(messages, bytes);
 }
 
 void Mailbox::accept(Block* block, std::uint32_t self) {
@@ -211,7 +233,8 @@ void Mailbox::accept(Block* block, std::uint32_t self) {
             return;
         }
         // One for an earlier holder of the record, by a sender that was late, has no receiver.
-        countTaken();
+        countTaken(*block);
+        process_.countUndelivered();
         Process::free(message);
         return;
     }
@@ -265,8 +288,7 @@ void Mailbox::deliver(itc_msg* indication, std::uint32_t sender) {
     blockOf(indication)->sender = sender;
     queue_.push(indication);
     const std::lock_guard<std::mutex> lock(mutex_);
-    record_->arrived.store(record_->arrived.load(std::memory_order_relaxed) + 1,
-                           std::memory_order_relaxed);
+    countArrived(1, blockOf(indication)->size);
 }
 
 // Waits up to `timeout` milliseconds for the bell or a death. Returns whether a death has changed

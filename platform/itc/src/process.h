@@ -63,6 +63,9 @@ public:
     // alone. Null on failure.
     static itc_msg* ownedAlone(itc_msg* message);
 
+    // Counts a message that nobody will receive.
+    void countUndelivered() { inbox_->countUndelivered(); }
+
     // Frees memory of the inbox if that is due or `wanted`.
     void reclaim(bool wanted) {
         if (wanted || inbox_->reclaimIsDue()) {

@@ -69,12 +69,16 @@ Outcome Process::sendToPeer(std::uint32_t kind, std::uint32_t sender, std::uint3
 
 void Process::send(itc_msg* message, std::uint32_t receiver, std::uint32_t sender) {
     if (!owns(receiver)) {
-        sendToPeer(kMessage, sender, receiver, message, sizeOf(message), false);
+        if (sendToPeer(kMessage, sender, receiver, message, sizeOf(message), false) !=
+            Outcome::kDone) {
+            countUndelivered();
+        }
         free(message);
         return;
     }
     message = ownedAlone(message);
     if (message == nullptr) {
+        countUndelivered();
         return;
     }
     Block* block = blockOf(message);
@@ -82,6 +86,7 @@ void Process::send(itc_msg* message, std::uint32_t receiver, std::uint32_t sende
     block->receiver = receiver;
     Mailbox* target = candidate(receiver);
     if (target == nullptr || !target->post(block, receiver, false)) {
+        countUndelivered();
         free(message);
     }
 }

@@ -20,6 +20,9 @@ struct Listed {
     std::string threadName;
     std::vector<std::string> names;
     std::uint64_t queued;
+    std::uint64_t queuedBytes;
+    std::uint64_t mostQueued;
+    std::uint64_t age;
 };
 
 std::vector<Listed> listAll() {
@@ -27,7 +30,8 @@ std::vector<Listed> listAll() {
     const auto visit = [](const itc_mailbox_info* info, void* context) {
         static_cast<std::vector<Listed>*>(context)->push_back(
             {info->id, info->pid, info->tid, info->process_name, info->thread_name,
-             std::vector<std::string>(info->names, info->names + info->name_count), info->queued});
+             std::vector<std::string>(info->names, info->names + info->name_count), info->queued,
+             info->queued_bytes, info->most_queued, info->age_ms});
         return true;
     };
     const int visited = itc_list_mailboxes(visit, &all);
@@ -35,14 +39,18 @@ std::vector<Listed> listAll() {
     return all;
 }
 
-std::uint64_t queuedIn(itc_mbox_id_t mailbox) {
+Listed listedAs(itc_mbox_id_t mailbox) {
     for (const Listed& listed : listAll()) {
         if (listed.id == mailbox) {
-            return listed.queued;
+            return listed;
         }
     }
     ADD_FAILURE() << "not listed";
-    return 0;
+    return {};
+}
+
+std::uint64_t queuedIn(itc_mbox_id_t mailbox) {
+    return listedAs(mailbox).queued;
 }
 
 TEST(MailboxList, IsEmptyInANewDomainAndMakesNoMailbox) {
@@ -115,6 +123,57 @@ TEST(MailboxList, CountsWhatIsQueued) {
     EXPECT_EQ(queuedIn(mine.id()), 8U);
     queuedNumbers();
     EXPECT_EQ(queuedIn(mine.id()), 0U);
+}
+
+TEST(MailboxList, TellsTheBytesThatAreQueuedWhereverTheyLie) {
+    const OwnMailbox mine;
+    ChildProcess other([&mine](Channel&) {
+        for (const std::uint32_t size : {100U, 1000U, 100'000U}) {
+            itc_msg* message = itc_alloc(size, kMsgNo);
+            itc_send(&message, mine.id(), ITC_OWN_MAILBOX);
+        }
+        return kDone;
+    });
+    EXPECT_EQ(other.wait(), kDone);
+    EXPECT_EQ(listedAs(mine.id()).queuedBytes, 101'100U);
+    sendNumber(mine.id(), 0);
+    EXPECT_EQ(listedAs(mine.id()).queuedBytes, 101'100U + sizeof(NumberMsg));
+    receive();
+    EXPECT_EQ(listedAs(mine.id()).queuedBytes, 101'000U + sizeof(NumberMsg));
+    queuedNumbers();
+    EXPECT_EQ(listedAs(mine.id()).queuedBytes, 0U);
+}
+
+TEST(MailboxList, RemembersTheMostThatEverWaited) {
+    const OwnMailbox mine;
+    EXPECT_EQ(listedAs(mine.id()).mostQueued, 0U);
+    for (const std::uint32_t burst : {3U, 7U, 5U}) {
+        for (std::uint32_t number = 0; number < burst; ++number) {
+            sendNumber(mine.id(), number);
+        }
+        queuedNumbers();
+    }
+    EXPECT_EQ(listedAs(mine.id()).mostQueued, 7U);
+}
+
+TEST(MailboxList, BeginsAnewWithTheNextMailboxOfAThread) {
+    itc_delete_mailbox(itc_create_mailbox(nullptr, 0));
+    const OwnMailbox earlier;
+    sendNumber(earlier.id(), 0);
+    itc_delete_mailbox(earlier.id());
+    const OwnMailbox mine;
+    const Listed listed = listedAs(mine.id());
+    EXPECT_EQ(listed.queuedBytes, 0U);
+    EXPECT_EQ(listed.mostQueued, 0U);
+}
+
+TEST(MailboxList, TellsTheAge) {
+    const OwnMailbox mine;
+    const std::uint64_t age = listedAs(mine.id()).age;
+    EXPECT_LT(age, kLong);
+    while (listedAs(mine.id()).age == age) {
+    }
+    EXPECT_GT(listedAs(mine.id()).age, age);
 }
 
 TEST(MailboxList, CountsWellWhileManySend) {
