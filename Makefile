@@ -5,6 +5,7 @@
 #   make build                builds; PRESET=debug, clang, ... picks another preset
 #   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
+#   make models               searches the models of platform/itc and prints their sizes
 #   make format, make lint    clang-format, clang-tidy
 #   make clean                removes build/
 
@@ -15,7 +16,7 @@ PREFIX ?= /usr/local
 FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
-.PHONY: packages build demo check install bench format lint clean
+.PHONY: packages build demo check install bench format lint clean models
 
 packages:
 	@tools/install-packages
@@ -32,6 +33,10 @@ check: build
 
 install: build
 	@cmake --install $(FOLDER) --prefix $(abspath $(PREFIX))
+
+models: packages
+	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
+	@ctest --test-dir $(FOLDER) --label-regex '^model$$' --parallel $(JOBS) --verbose
 
 bench: build
 	@set -e; for bench in $(FOLDER)/bin/*Bench; do echo "== $$bench"; $$bench; done
