@@ -8,8 +8,8 @@ namespace itc {
 
 namespace {
 
-void ringAt(MailboxRecord& record, int bell, std::uint32_t state) {
-    if ((state & 1) == 0) {
+void ringAt(MailboxRecord& record, int bell, std::uint32_t number, std::uint32_t state) {
+    if ((state & 1) == 0 && record.bell.load(std::memory_order_relaxed) == number) {
         strikeBell(bell);
         record.bellState.compare_exchange_strong(state, state | 1, std::memory_order_acq_rel,
                                                  std::memory_order_relaxed);
@@ -29,14 +29,14 @@ bool isBellSilent(const MailboxRecord& record) {
     return (record.bellState.load(std::memory_order_seq_cst) & 1) == 0;
 }
 
-void ringBell(MailboxRecord& record, int bell) {
-    ringAt(record, bell, record.bellState.load(std::memory_order_seq_cst));
+void ringBell(MailboxRecord& record, int bell, std::uint32_t number) {
+    ringAt(record, bell, number, record.bellState.load(std::memory_order_seq_cst));
 }
 
 // With nothing that is ordered like the stack, only a read-modify-write is sure to see the latest
 // state, or to be seen by the receiver's own.
-void ringBellAfterPosting(MailboxRecord& record, int bell) {
-    ringAt(record, bell, record.bellState.fetch_or(0, std::memory_order_acq_rel));
+void ringBellAfterPosting(MailboxRecord& record, int bell, std::uint32_t number) {
+    ringAt(record, bell, number, record.bellState.fetch_or(0, std::memory_order_acq_rel));
 }
 
 void silenceBell(MailboxRecord& record, int bell) {

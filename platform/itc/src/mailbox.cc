@@ -126,7 +126,7 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
         }
     }
     if (wakes) {
-        ringBellAfterPosting(*record, bell_.get());
+        ringBellAfterPosting(*record, bell_.get(), bellNumber_);
     }
     return true;
 }

@@ -117,10 +117,11 @@ Outcome Peer::send(std::unique_lock<std::mutex>& lock, const Parcel& parcel, boo
     if (record == nullptr) {
         return Outcome::kGone;
     }
+    const std::uint32_t number = record->bell.load(std::memory_order_relaxed);
     int bell = -1;
     std::uint64_t unit = 0;
     for (;;) {
-        const Outcome outcome = openBell(record->bell.load(std::memory_order_relaxed), bell);
+        const Outcome outcome = openBell(number, bell);
         if (outcome != Outcome::kDone) {
             return outcome;
         }
@@ -155,7 +156,7 @@ Outcome Peer::send(std::unique_lock<std::mutex>& lock, const Parcel& parcel, boo
         if (lock) {
             unlock();  // the receiver may take the processor at once
         }
-        ringBell(*record, bell);
+        ringBell(*record, bell, number);
     }
     return Outcome::kDone;
 }
