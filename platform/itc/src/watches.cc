@@ -8,6 +8,7 @@
 
 #include <fcntl.h>
 #include <sys/epoll.h>
+#include <unistd.h>
 
 namespace itc {
 
@@ -45,7 +46,7 @@ std::vector<Watches::Numbered> Watches::takeAll() {
     return taken;
 }
 
-Outcome Watches::followProcess(const Domain& domain, std::uint32_t slot) {
+Outcome Watches::followProcess(Domain& domain, std::uint32_t slot) {
     if (lives_.count(slot) != 0) {
         return domain.isAlive(slot) ? Outcome::kDone : Outcome::kGone;
     }
@@ -62,6 +63,13 @@ Outcome Watches::followProcess(const Domain& domain, std::uint32_t slot) {
     }
     // Only a FIFO that was opened while its process lived hangs up when it ends.
     if (!domain.isAlive(slot) || domain.slot(slot).incarnation.load() != incarnation) {
+        return Outcome::kGone;
+    }
+    // The kernel closes one descriptor after the other: a process that ends may have lost its life
+    // and hold its lock still. A FIFO that nobody writes to is at its end, others are just empty.
+    char nothing = 0;
+    if (read(fifo.get(), &nothing, 1) == 0) {
+        domain.markDead(slot, incarnation);
         return Outcome::kGone;
     }
     epoll_event event = {};

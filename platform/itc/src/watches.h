@@ -38,7 +38,7 @@ public:
     std::vector<Numbered> takeAll();
 
     // Follows the process in `slot` for as long as there are watches of mailboxes of it.
-    Outcome followProcess(const Domain& domain, std::uint32_t slot);
+    Outcome followProcess(Domain& domain, std::uint32_t slot);
     bool followsProcesses() const { return !lives_.empty(); }
     // Whether the process that is followed in `slot` has a successor already.
     bool followsPredecessor(const Domain& domain, std::uint32_t slot) const;
