@@ -6,17 +6,20 @@
 #   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
 #   make models               searches the models of platform/itc and prints their sizes
+#   make chaos MINUTES=2      kills and stops processes at random for so long; SEED=n replays a run
 #   make format, make lint    clang-format, clang-tidy
 #   make clean                removes build/
 
 SAN ?=
+MINUTES ?= 1
+SEED ?=
 PRESET ?= $(if $(SAN),$(SAN),release)
 JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
 FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
-.PHONY: packages build demo check install bench format lint clean models
+.PHONY: packages build demo check install bench format lint clean models chaos
 
 packages:
 	@tools/install-packages
@@ -37,6 +40,11 @@ install: build
 models: packages
 	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
 	@ctest --test-dir $(FOLDER) --label-regex '^model$$' --parallel $(JOBS) --verbose
+
+chaos: packages
+	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
+	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target itcChaos
+	@$(FOLDER)/bin/itcChaos --seconds $$(($(MINUTES) * 60)) $(if $(SEED),--seed $(SEED))
 
 bench: build
 	@set -e; for bench in $(FOLDER)/bin/*Bench; do echo "== $$bench"; $$bench; done
