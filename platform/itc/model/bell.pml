@@ -20,8 +20,7 @@ byte ended;          /* senders that are done or dead */
 byte received;       /* one bit per message */
 
 byte queue;          /* the owner's private queue, one bit per message */
-bool struck;         /* Mailbox::struck_ */
-bool fetchedSinceSilence;
+bool isRinging;      /* Mailbox::isRinging_ */
 
 #define BIT(message) (1 << (message))
 /* Before a step: it is made, or the process is dead. */
@@ -102,8 +101,7 @@ inline fetch() {
             assert((queue & stack) == 0 && (received & stack) == 0);
             queue = queue | stack;
             stack = 0
-        };
-        fetchedSinceSilence = true
+        }
     :: else
     fi
 }
@@ -117,11 +115,15 @@ inline lookAfterSilence() {
     bytes = 0;
     bellState = (bellState | 1) + 1;
 #endif
-    struck = false;
-    fetchedSinceSilence = false;
+    isRinging = false;
 #ifndef BUG_NO_SECOND_LOOK
     fetch()
 #endif
+}
+
+/* Mailbox::isRinging(): odd stays odd until the owner itself moves the state. */
+inline lookWhetherRinging() {
+    isRinging = (isRinging || bellState % 2 == 1)
 }
 
 /* Any one of the queue, as a filter may have it. */
@@ -142,7 +144,16 @@ end:
         :: queue == 0 ->
             fetch();
             if
-            :: queue == 0 -> lookAfterSilence()
+            :: queue == 0 ->
+                lookWhetherRinging();
+                if
+                :: isRinging -> lookAfterSilence()
+                :: else
+                fi
+            :: else
+            fi;
+            if
+            :: queue == 0 && bytes > 0 -> lookAfterSilence()  /* Mailbox::awaitEvents() */
             :: else
             fi
         :: else
@@ -152,13 +163,19 @@ end:
         :: else
         fi;
         /* settle() */
+        lookWhetherRinging();
         if
-        :: queue == 0 && (fetchedSinceSilence || struck) -> lookAfterSilence()
+        :: queue == 0 && isRinging -> lookAfterSilence()
         :: else
         fi;
 #ifndef BUG_NO_STROKE_FOR_THE_REST
         if
-        :: queue != 0 && !struck && bellState % 2 == 0 -> bytes++; struck = true
+        :: queue != 0 ->
+            lookWhetherRinging();
+            if
+            :: !isRinging -> bytes++; isRinging = true
+            :: else
+            fi
         :: else
         fi
 #endif

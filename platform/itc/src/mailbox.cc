@@ -82,7 +82,6 @@ void Mailbox::close() {
     }
     highMark_ = {};
     isBelowMark_ = true;
-    fetchedSinceSilence_ = false;
     isRinging_ = false;
     record_ = nullptr;
 }

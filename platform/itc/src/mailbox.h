@@ -101,7 +101,8 @@ private:
     void noticeBacklog();
     void settle();
     bool lookAfterSilence();
-    bool noticeDeaths(int timeout);
+    bool isRinging();
+    bool awaitEvents(int timeout);
     void noticeDeath(std::uint32_t slot);
     void dropNames();
     void turnAway(std::vector<Block*>& rest);
@@ -131,7 +132,6 @@ private:
     // Used by the owner alone.
     MessageQueue queue_;
     std::vector<Block*> fetched_;  // by the fetch that is going on
-    bool fetchedSinceSilence_ = false;
     HighMark highMark_;
     bool isBelowMark_ = true;  // since it was reached last, the backlog has gone down by half
     bool isRinging_ = false;   // the bell is known to hold a byte until it is silenced

@@ -64,7 +64,7 @@ bool admits(const std::uint32_t* filter, std::uint32_t msgno) {
 
 itc_msg* Mailbox::receive(const std::uint32_t* filter, std::uint32_t timeout, std::uint32_t from) {
     if (watches_.followsProcesses() && ++looksSinceDeathCheck_ >= kLooksPerDeathCheck) {
-        noticeDeaths(0);
+        awaitEvents(0);
     }
     std::size_t seen = 0;
     itc_msg* message = takeMatching(filter, from, seen);
@@ -97,13 +97,15 @@ itc_msg* Mailbox::receiveNew(const std::uint32_t* filter, std::uint32_t timeout,
                              std::size_t seen) {
     const Deadline deadline(timeout);
     for (bool isLastLook = false; !isLastLook;) {
-        if (fetch() || lookAfterSilence() || (watches_.followsProcesses() && noticeDeaths(0))) {
+        if (fetch() || (isRinging() && lookAfterSilence())) {
             // Those who send without end must not keep a wait from ending.
             isLastLook = deadline.isOver();
-        } else if (const int left = deadline.left(); left != 0) {
-            noticeDeaths(left);
         } else {
-            break;
+            const int left = deadline.left();
+            if (awaitEvents(left)) {
+                lookAfterSilence();
+            }
+            isLastLook = left == 0;
         }
         if (itc_msg* message = takeMatching(filter, from, seen); message != nullptr) {
             return message;
@@ -138,21 +140,25 @@ void Mailbox::countTaken(const Block& block) {
 
 // Leaves the bell as the rest of the queue needs it.
 void Mailbox::settle() {
-    if (queue_.empty() && (fetchedSinceSilence_ || isRinging_)) {
+    if (queue_.empty() && isRinging()) {
         lookAfterSilence();
     }
-    if (!queue_.empty() && !isRinging_) {
-        if (isBellSilent(*record_)) {
-            strikeBell(bell_.get());
-        }
+    if (!queue_.empty() && !isRinging()) {
+        strikeBell(bell_.get());
         isRinging_ = true;
     }
+}
+
+// Whether the bell is known to hold a byte. It may hold one all the same, if its sender has yet to
+// mark it, or was killed before.
+bool Mailbox::isRinging() {
+    isRinging_ = isRinging_ || !isBellSilent(*record_);
+    return isRinging_;
 }
 
 bool Mailbox::lookAfterSilence() {
     silenceBell(*record_, bell_.get());
     isRinging_ = false;
-    fetchedSinceSilence_ = false;
     process_.reclaim(false);  // a sender that waits for room rings as well
     return fetch();
 }
@@ -175,7 +181,6 @@ bool Mailbox::fetch() {
         isWoken_ = false;
         fetchStack(record_->stack.exchange(kEmptyStack, std::memory_order_seq_cst), fetched_);
     }
-    fetchedSinceSilence_ = true;
     std::size_t accepted = 0;
     const auto acceptPushed = [&](std::uint64_t until) {
         for (; accepted < fetched_.size() && accepted < until; ++accepted) {
@@ -291,20 +296,22 @@ void Mailbox::deliver(itc_msg* indication, std::uint32_t sender) {
     countArrived(1, blockOf(indication)->size);
 }
 
-// Waits up to `timeout` milliseconds for the bell or a death. Returns whether a death has changed
-// the queue.
-bool Mailbox::noticeDeaths(int timeout) {
+// Waits up to `timeout` milliseconds for the bell or a death, and takes up the deaths. Returns
+// whether the bell rings.
+bool Mailbox::awaitEvents(int timeout) {
     looksSinceDeathCheck_ = 0;
     epoll_event events[16];
     const int count = epoll_wait(epoll_.get(), events, 16, timeout);
-    const std::size_t before = queue_.size();
+    bool rings = false;
     for (int index = 0; index < count; ++index) {
-        if (events[index].data.u32 != 0) {
+        if (events[index].data.u32 == 0) {
+            rings = true;
+        } else {
             noticeDeath(events[index].data.u32);
         }
     }
     // A failure is a signal: who waits looks at the clock and comes back.
-    return queue_.size() != before;
+    return rings;
 }
 
 // What the dead had sent comes before the news of their death.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <utility>
@@ -43,6 +44,14 @@ std::string nameLink(std::uint32_t mailbox, std::uint32_t number) {
 
 std::string noteLink(std::uint32_t mailbox, std::uint32_t request) {
     return Domain::processFolder(slotOf(mailbox)) + "/" + noteEntry(mailbox, request);
+}
+
+// Reads what holderEntry() has written.
+bool readHolder(const char* entry, std::uint64_t& sequence, std::uint32_t& mailbox) {
+    const char* end = entry + std::strlen(entry);
+    const auto first = std::from_chars(entry, end, sequence, 16);
+    return first.ec == std::errc() && first.ptr != end && *first.ptr == '-' &&
+           std::from_chars(first.ptr + 1, end, mailbox, 16).ec == std::errc();
 }
 
 bool makeEntry(const Domain& domain, const std::string& folder, const std::string& entry) {
@@ -145,11 +154,11 @@ std::string nameOf(const Domain& domain, std::uint32_t mailbox, std::uint32_t nu
 }
 
 std::uint32_t oldestHolder(Domain& domain, const std::string& encoded) {
-    std::vector<std::pair<unsigned long long, std::uint32_t>> holders;
+    std::vector<std::pair<std::uint64_t, std::uint32_t>> holders;
     listFolder(domain.folder(), folderOf(encoded), [&holders](const char* entry) {
-        unsigned long long sequence = 0;
-        unsigned mailbox = 0;
-        if (std::sscanf(entry, "%16llx-%8x", &sequence, &mailbox) == 2) {
+        std::uint64_t sequence = 0;
+        std::uint32_t mailbox = 0;
+        if (readHolder(entry, sequence, mailbox)) {
             holders.emplace_back(sequence, mailbox);
         }
     });

@@ -2,6 +2,7 @@
 
 #include "error.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <string>
 #include <utility>
@@ -31,9 +32,19 @@ Watches::Watch Watches::take(std::uint32_t number) {
     const auto count = watchesOf_.find(slotOf(watch.mailbox));
     if (--count->second == 0) {
         watchesOf_.erase(count);
-        unfollow(lives_.find(slotOf(watch.mailbox)));
+        keepIdle(slotOf(watch.mailbox));
     }
     return watch;
+}
+
+void Watches::keepIdle(std::uint32_t slot) {
+    if (lives_.count(slot) == 0) {
+        return;
+    }
+    idle_.push_back(slot);
+    if (idle_.size() > kMostIdle) {
+        unfollow(lives_.find(idle_.front()));
+    }
 }
 
 std::vector<Watches::Numbered> Watches::takeAll() {
@@ -48,6 +59,7 @@ std::vector<Watches::Numbered> Watches::takeAll() {
 
 Outcome Watches::followProcess(Domain& domain, std::uint32_t slot) {
     if (lives_.count(slot) != 0) {
+        idle_.erase(std::remove(idle_.begin(), idle_.end(), slot), idle_.end());
         return domain.isAlive(slot) ? Outcome::kDone : Outcome::kGone;
     }
     const std::string what = "can't follow the life of process slot " + std::to_string(slot);
@@ -109,6 +121,7 @@ std::vector<Watches::Watch> Watches::takeAllOfDead(Domain& domain, std::uint32_t
 
 void Watches::unfollow(std::unordered_map<std::uint32_t, Life>::iterator life) {
     if (life != lives_.end()) {
+        idle_.erase(std::remove(idle_.begin(), idle_.end(), life->first), idle_.end());
         // It was added and is open: nothing can be wrong with that.
         epoll_ctl(epoll_, EPOLL_CTL_DEL, life->second.fifo.get(), nullptr);
         lives_.erase(life);

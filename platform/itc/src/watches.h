@@ -37,7 +37,8 @@ public:
     Watch take(std::uint32_t number);
     std::vector<Numbered> takeAll();
 
-    // Follows the process in `slot` for as long as there are watches of mailboxes of it.
+    // Follows the process in `slot` for as long as there are watches of mailboxes of it, and a
+    // little longer: who has watched it is likely to do so again soon.
     Outcome followProcess(Domain& domain, std::uint32_t slot);
     bool followsProcesses() const { return !lives_.empty(); }
     // Whether the process that is followed in `slot` has a successor already.
@@ -51,6 +52,9 @@ private:
         std::uint32_t incarnation;
     };
 
+    static constexpr std::size_t kMostIdle = 4;
+
+    void keepIdle(std::uint32_t slot);
     void unfollow(std::unordered_map<std::uint32_t, Life>::iterator life);
 
     int epoll_ = -1;
@@ -58,6 +62,7 @@ private:
     std::unordered_map<std::uint32_t, Watch> watches_;
     std::unordered_map<std::uint32_t, Life> lives_;               // by slot
     std::unordered_map<std::uint32_t, std::uint32_t> watchesOf_;  // how many, by slot
+    std::vector<std::uint32_t> idle_;  // slots in lives_ without a watch, the oldest first
 };
 
 }  // namespace itc

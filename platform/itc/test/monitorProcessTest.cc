@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <memory>
 #include <ostream>
 #include <thread>
+#include <vector>
 
 #include <unistd.h>
 
@@ -220,10 +222,30 @@ TEST(MonitorProcess, ThatWasEndedSaysNothingAndHoldsNothing) {
     EXPECT_EQ(openDescriptors(), descriptors);
     monitor(second.id());
     first.process().kill();
+    EXPECT_EQ(receive(ITC_NO_WAIT), nullptr);
     EXPECT_FALSE(isReadable(itc_get_fd()));
     second.end();
     EXPECT_EQ(senderOf(receive()), second.id());
     EXPECT_EQ(receive(ITC_NO_WAIT), nullptr);
+}
+
+TEST(MonitorProcess, OfManyOneAfterTheOtherHoldsFewDescriptors) {
+    const OwnMailbox mine;
+    std::vector<std::unique_ptr<EndingProcess>> others;
+    for (int count = 0; count < 20; ++count) {
+        others.push_back(std::make_unique<EndingProcess>(byKill));
+    }
+    const std::size_t before = openDescriptors();
+    for (int round = 0; round < 2; ++round) {
+        for (const auto& other : others) {
+            itc_unmonitor(monitor(other->id()));
+        }
+    }
+    // Beside what a sender needs for each, which is an inbox and a bell.
+    EXPECT_LE(openDescriptors(), before + 2 * others.size() + 4);
+    monitor(others.front()->id());
+    others.front()->end();
+    EXPECT_EQ(senderOf(receive()), others.front()->id());
 }
 
 TEST(MonitorProcess, TellsAMailboxThatNeverRunsEmpty) {
