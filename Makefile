@@ -28,7 +28,9 @@ build: packages
 	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
 	@cmake --build --preset $(PRESET) --parallel $(JOBS)
 
-demo: build
+demo: packages
+	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
+	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target rci collector store
 	@examples/demo.sh $(FOLDER)
 
 check: build

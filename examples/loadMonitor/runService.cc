@@ -30,16 +30,10 @@ bool stopAtSigterm() {
     if (pthread_sigmask(SIG_BLOCK, &signals, nullptr) != 0) {
         return false;
     }
-    const int fd = signalfd(-1, &signals, SFD_CLOEXEC);
+    const int fd = signalfd(-1, &signals, SFD_CLOEXEC);  // the loop refuses what is none
     return EventLoopIf::getInstance()->addFdHandler(
                fd, EventLoopIf::EVENT_IN,
                [](int, unsigned int) { EventLoopIf::getInstance()->stop(); }) == EventLoopIf::OK;
-}
-
-bool openMailbox(const char* name) {
-    return itc_create_mailbox(name, 0) != ITC_NO_MAILBOX &&
-           ItcMessageSubscriptionIf::getInstance().monitorItcFd(itc_get_fd()) ==
-               ItcMessageSubscriptionIf::OK;
 }
 
 }  // namespace
@@ -49,15 +43,25 @@ int runService(const char* processName) {
         std::cerr << processName << ": can't watch for SIGTERM\n";
         return EXIT_FAILURE;
     }
-    if (!openMailbox(processName)) {
+    if (itc_create_mailbox(processName, 0) == ITC_NO_MAILBOX) {
         std::cerr << processName << ": no mailbox: " << itc_error_text() << "\n";
+        return EXIT_FAILURE;
+    }
+    if (ItcMessageSubscriptionIf::getInstance().monitorItcFd(itc_get_fd()) !=
+        ItcMessageSubscriptionIf::OK) {
+        std::cerr << processName << ": can't watch its mailbox\n";
         return EXIT_FAILURE;
     }
     if (!StartupRegistryIf::getInstance().startAllParticipants(5s)) {
         std::cerr << processName << ": a component can't work, so none is started\n";
         return EXIT_FAILURE;
     }
-    return EventLoopIf::getInstance()->run() == EventLoopIf::OK ? EXIT_SUCCESS : EXIT_FAILURE;
+    const EventLoopIf::ReturnCode result = EventLoopIf::getInstance()->run();
+
+    // What is left to do may take its time, a component that still writes to a slow disk for
+    // instance. Clients must not wait for this process meanwhile: the next one serves.
+    itc_delete_mailbox(itc_current_mbox());
+    return result == EventLoopIf::OK ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 }  // namespace LoadMonitor

@@ -1,4 +1,7 @@
 // runService.h: what every service process does: a mailbox, its components, the loop, an end.
+//
+// Components live until the process ends, since the start-up registry keeps them. So a callback
+// that is called on this thread may capture `this` of a component.
 #ifndef LOADMONITOR_RUNSERVICE_H
 #define LOADMONITOR_RUNSERVICE_H
 

@@ -13,7 +13,8 @@ struct Sample {
     std::uint32_t memoryMib;    // in use
 };
 
-// The store has a mailbox of this name and takes this message; that is all the collector knows.
+// The store has a mailbox of this name and takes this message; that is all the collector knows. Any
+// message number will do but those of the library, 0x01707090 to 0x017070A9.
 inline constexpr const char* kStoreName = "sampleStore";
 inline constexpr std::uint32_t kSampleMsgNo = 0x00A10001;
 

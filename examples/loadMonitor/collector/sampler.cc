@@ -29,6 +29,7 @@ constexpr unsigned int kTimerId = 0;  // a receiver with more timers than one te
 constexpr milliseconds kShortest = 10ms;
 constexpr milliseconds kLongest = 1h;
 
+// A V2 component: it may turn out that it can't work, and then none is started.
 class Sampler : public StartupParticipantIf, public TimeoutReceiverIf {
 public:
     explicit Sampler(std::shared_ptr<StoreLink> store) : store_(std::move(store)) {}

@@ -8,9 +8,9 @@
 #include <quoria/startup/startupRegistrar.h>
 
 #include <cerrno>
-#include <cstring>
 #include <fstream>
 #include <string>
+#include <system_error>
 #include <utility>
 
 #include "sampleHistory.h"
@@ -27,18 +27,20 @@ using Quoria::Startup::V2::StartupParticipantIf;
 using Quoria::Startup::V2::StartupRegistrar;
 
 using Job = std::shared_ptr<CommandExecutionJobIf>;
+using Samples = std::deque<Sample>;
 
 // Runs on the active object.
-void write(const std::deque<Sample>& samples, const Job& job) {
+void writeSamples(const Samples& samples, const Job& job) {
     const std::string& path = job->getArgs()[0];
+    errno = 0;
     std::ofstream file(path);
     for (const Sample& sample : samples) {
         file << toText(sample) << "\n";
     }
     file.close();
     if (!file) {
-        const int error = errno;
-        job->getOutStream() << "save: can't write " + path + ": " + strerror(error) + "\n";
+        const std::error_code why(errno, std::generic_category());
+        job->getOutStream() << "save: can't write " + path + ": " + why.message() + "\n";
         job->done(Failed);
         return;
     }
@@ -76,7 +78,8 @@ private:
             return;
         }
         job->getOutStream() << "save: handed to the archive\n";
-        writer_->executeFunction([samples = history_->samples(), job] { write(samples, job); });
+        const auto samples = std::make_shared<const Samples>(history_->samples());
+        writer_->executeFunction([samples, job] { writeSamples(*samples, job); });
     }
 
     const std::shared_ptr<SampleHistory> history_;

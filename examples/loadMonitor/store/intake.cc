@@ -18,11 +18,14 @@ using Quoria::ItcMessageSubscription::V1::ItcMessageSubscriptionIf;
 using Quoria::Startup::V1::StartupParticipantIf;
 using Quoria::Startup::V1::StartupRegistrar;
 
+// A V1 component: nothing has to be prepared for it, and nothing that could keep the process from
+// starting.
 class Intake : public StartupParticipantIf {
 public:
     explicit Intake(std::shared_ptr<SampleHistory> history) : history_(std::move(history)) {}
 
-    // The name comes last: whoever finds it may send at once.
+    // The name by which others find the store comes last, when all is ready: whoever finds it may
+    // send at once.
     void start() override {
         ItcMessageSubscriptionIf::getInstance().addMsgHandler(
             kSampleMsgNo, [this](const std::shared_ptr<itc_msg>& msg) { onSample(*msg); });

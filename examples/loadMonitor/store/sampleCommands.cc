@@ -2,12 +2,13 @@
 //
 //   samples                   shows the newest ten
 //   samples --follow COUNT    shows the next COUNT as they come
-//   samples --while MAILBOX   shows them as they come, for as long as that mailbox exists
+//   samples --while MAILBOX   shows them as they come, until that mailbox is gone
 //   followers                 tells who is being shown samples
 //   reset                     forgets all samples
 //
 // To follow, a command must outlive the call of its handler without blocking the thread, so
-// "samples" is an asynchronous one: its job is kept, fed, and done in the end.
+// "samples" is an asynchronous one: its job is kept, fed, and done in the end. What a job writes to
+// a client that has gone is dropped without a word: such a follower stays until its COUNT has come.
 
 #include <itc.h>
 #include <quoria/command/commandRegistryIf.h>
@@ -72,12 +73,14 @@ private:
     void onShow(const Job& job) {
         const std::vector<std::string>& args = job->getArgs();
         const std::string option = args.size() == 2 ? args[0] : "";
+        const itc_mbox_id_t watched =
+            option == "--while" ? itc_locate(args[1].c_str()) : ITC_NO_MAILBOX;
         if (args.empty()) {
             showNewest(job);
         } else if (option == "--follow" && toCount(args[1]) != 0) {
             followers_[nextId_++] = {job, toCount(args[1])};
-        } else if (option == "--while" && itc_locate(args[1].c_str()) != ITC_NO_MAILBOX) {
-            followWhile(job, itc_locate(args[1].c_str()));
+        } else if (watched != ITC_NO_MAILBOX) {
+            followWhile(job, watched);
         } else {
             job->getOutStream() << "usage: samples [--follow COUNT | --while MAILBOX]\n";
             job->done(InvalidArguments);
@@ -95,13 +98,13 @@ private:
         job->done(Success);
     }
 
-    // What a job writes to a client that has gone is dropped without a word. A follower without an
-    // end would be fed for ever, hence a mailbox whose end is also his: that of the client, which
-    // for rci is "rci:" and its process id.
+    // The mailbox may be that of the client, which for rci is "rci:" and its process id: then
+    // nothing is shown to one who has gone. If it is another one, the client is told.
     void followWhile(const Job& job, itc_mbox_id_t mailbox) {
         const unsigned int id = nextId_++;
         followers_[id] = {job, kNoEnd};
         ItcMailboxMonitorIf::getInstance().monitor(mailbox, [this, id](unsigned int) {
+            followers_[id].job->done(Success);
             followers_.erase(id);
             ++gone_;
         });

@@ -36,6 +36,7 @@ public:
     // name too. A mailbox may be gone again by the time the callback is told of it; whoever needs
     // to know monitors it (itcMailboxMonitorIf.h). A name that no mailbox ever takes, and one that
     // none can have, is never answered; a request can't be taken back.
+    // On a thread without a mailbox the callback is never called.
     // A callback may call any operation, also for the same name. An empty callback throws
     // std::bad_function_call when its turn comes.
     // Thread: owner

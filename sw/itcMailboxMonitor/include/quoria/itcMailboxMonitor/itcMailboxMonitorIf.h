@@ -30,6 +30,7 @@ public:
     // Has `callback` called once, with `mailbox`, when that mailbox has gone; if it has gone
     // already, soon, but never from inside this call. Returns the handle of this registration, for
     // unmonitor(); no two registrations in the process have the same, whatever their threads.
+    // On a thread without a mailbox the callback is never called.
     // Callbacks of one mailbox come in no particular order. A callback may call any operation, also
     // for the same mailbox; its own registration has ended by then. An empty callback throws
     // std::bad_function_call when its turn comes.

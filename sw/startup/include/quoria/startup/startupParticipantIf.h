@@ -2,7 +2,8 @@
 //
 // Public header.
 //
-// Components implement one of two generations. A V1 participant is only started. A V2 participant
+// Components implement one of two generations: V1 if there is nothing to prepare, V2 if the
+// initialisation may fail or take time. A V1 participant is only started. A V2 participant
 // is initialised first, at the same time as all others of its generation, and answers whether that
 // has worked; only if all of them have answered so in time, anybody is started.
 //

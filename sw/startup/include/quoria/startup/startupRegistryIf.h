@@ -2,7 +2,8 @@
 //
 // Public header.
 //
-// There is one registry per process. Components register creators with it, mostly during static
+// There is one registry per process; its owner is the thread that starts the participants, the main
+// thread as a rule. Components register creators with it, mostly during static
 // initialisation (startupRegistrar.h); the main thread then starts them all with one call. Nothing
 // is locked: registrations and starts must not come at the same time. Creators and participants may
 // register further creators, though; one that is registered before the participants of its
