@@ -7,6 +7,9 @@
 #   make bench                runs the benchmarks
 #   make models               searches the models of platform/itc and prints their sizes
 #   make chaos MINUTES=2      kills and stops processes at random for so long; SEED=n replays a run
+
+#   make bench-itc            mailboxes side by side with what could be used instead, 5 minutes;
+#                             QUICK=1 for a glance, PLOT=1 to renew what docs/performance.md shows
 #   make format, make lint    clang-format, clang-tidy
 #   make clean                removes build/
 
@@ -19,7 +22,7 @@ PREFIX ?= /usr/local
 FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
-.PHONY: packages build demo check install bench format lint clean models chaos
+.PHONY: packages build demo check install bench format lint clean models chaos bench-itc
 
 packages:
 	@tools/install-packages
@@ -50,6 +53,15 @@ chaos: packages
 
 bench: build
 	@set -e; for bench in $(FOLDER)/bin/*Bench; do echo "== $$bench"; $$bench; done
+
+# Contenders whose package can't be installed are left out.
+bench-itc: packages
+	@tools/install-packages bench-itc || true
+	@cmake --preset $(PRESET) -DQUORIA_BENCH_PEERS=ON
+	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target benchItc
+	@$(FOLDER)/bin/benchItc $(if $(QUICK),--rounds 3,) --json $(FOLDER)/bench-itc.json \
+		--markdown $(FOLDER)/bench-itc.md --plot-data $(FOLDER)/bench-itc.tsv
+	@$(if $(PLOT),bench/itc/publish.sh $(FOLDER),)
 
 format:
 	@git ls-files '*.h' '*.cc' | xargs clang-format -i
