@@ -3,7 +3,8 @@
 //   command pinned|free <count>
 //
 // prints the time of a whole CommandIf::execute (locate, connect, run, disconnect), and of one
-// execution over a connection that is open.
+// execution over a connection that is open. The service is this program once more: the tracer has
+// threads from the start, and a process that has threads had better not go on without exec.
 
 #include "crew.h"
 #include "operation.h"
@@ -20,6 +21,8 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 namespace {
 
 using namespace Bench;
@@ -30,10 +33,11 @@ using Quoria::CommandRegistry::V1::CommandRegistryIf;
 using Quoria::EventLoop::V1::EventLoopIf;
 using Quoria::ItcMessageSubscription::V1::ItcMessageSubscriptionIf;
 
+constexpr char kService[] = "service";
 constexpr char kLine[] = "one line of output, as a command might write it\n";
 
-void serve(Gate& ready) {
-    createMailbox("service");
+void serve() {
+    const itc_mbox_id_t mailbox = createMailbox("");
     ItcMessageSubscriptionIf::getInstance().monitorItcFd(itc_get_fd());
     CommandRegistryIf* const registry = CommandRegistryIf::getInstance();
     const auto writeLine = [](const std::vector<std::string>&, std::ostream& out) {
@@ -46,8 +50,22 @@ void serve(Gate& ready) {
     };
     registry->registerCommandHandler("line", writeLine, false);
     registry->registerCommandHandler("stop", stop, false);
-    ready.letThrough(1);
+    if (!itc_add_name(mailbox, kService)) {
+        fail("the service gets no name");
+    }
     EventLoopIf::getInstance()->run();
+}
+
+void becomeService() {
+    execl("/proc/self/exe", "command", "serve", nullptr);
+    failWithErrno("execl");
+}
+
+void awaitService() {
+    itc_msg* found = itc_alloc(sizeof(itc_msg), kMsgNo);
+    itc_locate_async(kService, &found, ITC_OWN_MAILBOX);
+    found = itc_receive(nullptr, ITC_WAIT_FOREVER, ITC_ANY_SENDER);
+    itc_free(&found);
 }
 
 void check(CommandResultCode result, const std::ostringstream& out) {
@@ -81,15 +99,18 @@ double timeOverOpenConnection(std::size_t count) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    if (argc == 2 && std::string(argv[1]) == "serve") {
+        serve();
+        return EXIT_SUCCESS;
+    }
     if (argc != 3) {
         fail("usage: command pinned|free COUNT");
     }
     const Setting setting(std::string(argv[1]) == "pinned");
     const std::size_t count = std::stoul(argv[2]);
-    Gate ready;
-    Crew service(1, false, [&ready] { serve(ready); });
-    ready.pass();
+    Crew service(1, false, becomeService);
     createMailbox("");
+    awaitService();
     std::printf("%.1f\n", timeOfWholeCommand(count));
     std::printf("%.1f\n", timeOverOpenConnection(count));
     std::ostringstream ignored;

@@ -1,5 +1,5 @@
-// From SIGKILL to the moment when a watcher knows, in nanoseconds, at the median and at the 99th
-// percentile.
+// From SIGKILL of a process with a mailbox to the moment when a watcher knows, in nanoseconds, at
+// the median and at the 99th percentile.
 //
 //   death itc|pidfd pinned|free <kills>
 
@@ -28,10 +28,8 @@ void awaitReadable(int fd) {
 }
 
 // The life of one who is going to be killed.
-[[noreturn]] void live(Gate& ready, bool withMailbox) {
-    if (withMailbox) {
-        createMailbox("victim");
-    }
+[[noreturn]] void live(Gate& ready) {
+    createMailbox("victim");
     ready.letThrough(1);
     for (;;) {
         pause();
@@ -63,14 +61,14 @@ double killWatchedByMonitor(pid_t victim) {
     return taken;
 }
 
-double killOne(bool withMailbox) {
+double killOne(bool withMonitor) {
     Gate ready;
     const pid_t victim = need(fork(), "fork");
     if (victim == 0) {
-        live(ready, withMailbox);
+        live(ready);
     }
     ready.pass();
-    const double taken = withMailbox ? killWatchedByMonitor(victim) : killWatchedByPidfd(victim);
+    const double taken = withMonitor ? killWatchedByMonitor(victim) : killWatchedByPidfd(victim);
     need(waitpid(victim, nullptr, 0), "waitpid");
     return taken;
 }
@@ -81,13 +79,13 @@ int main(int argc, char** argv) {
     if (argc != 4) {
         fail("usage: death itc|pidfd pinned|free KILLS");
     }
-    const bool withMailbox = std::string(argv[1]) == "itc";
+    const bool withMonitor = std::string(argv[1]) == "itc";
     const Setting setting(std::string(argv[2]) == "pinned");
-    if (withMailbox) {
+    if (withMonitor) {
         createMailbox("");
     }
     std::vector<double> taken(std::stoul(argv[3]));
-    std::generate(taken.begin(), taken.end(), [withMailbox] { return killOne(withMailbox); });
+    std::generate(taken.begin(), taken.end(), [withMonitor] { return killOne(withMonitor); });
     std::sort(taken.begin(), taken.end());
     std::printf("%.1f\n%.1f\n", taken[taken.size() / 2], taken[(taken.size() * 99 + 99) / 100 - 1]);
     return EXIT_SUCCESS;
