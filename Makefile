@@ -7,14 +7,15 @@
 #   make bench                runs the benchmarks
 #   make models               searches the models of platform/itc and prints their sizes
 #   make chaos MINUTES=2      kills and stops processes at random for so long; SEED=n replays a run
-
 #   make bench-itc            mailboxes side by side with what could be used instead, 5 minutes;
 #                             QUICK=1 for a glance, PLOT=1 to renew what docs/performance.md shows
+#   make fuzz SECONDS=60      lets libFuzzer loose on platform/itc for so long per target (clang)
 #   make format, make lint    clang-format, clang-tidy
 #   make clean                removes build/
 
 SAN ?=
 MINUTES ?= 1
+SECONDS ?= 60
 SEED ?=
 PRESET ?= $(if $(SAN),$(SAN),release)
 JOBS ?= $(shell nproc)
@@ -22,7 +23,7 @@ PREFIX ?= /usr/local
 FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
-.PHONY: packages build demo check install bench format lint clean models chaos bench-itc
+.PHONY: packages build demo check install bench format lint clean models chaos bench-itc fuzz
 
 packages:
 	@tools/install-packages
@@ -50,6 +51,16 @@ chaos: packages
 	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
 	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target itcChaos
 	@$(FOLDER)/bin/itcChaos --seconds $$(($(MINUTES) * 60)) $(if $(SEED),--seed $(SEED))
+
+# What is new goes to build/fuzz/found, what breaks a target to build/fuzz.
+fuzz: packages
+	@test -f build/fuzz/build.ninja || cmake --preset fuzz
+	@cmake --build --preset fuzz --parallel $(JOBS)
+	@set -e; for target in Inbox Domain; do \
+	    name=$$(echo $$target | tr ID id); mkdir -p build/fuzz/found/$$name; \
+	    build/fuzz/bin/itcFuzz$$target -max_total_time=$(SECONDS) -max_len=4096 -timeout=60 \
+	        -print_final_stats=1 -verbosity=0 -artifact_prefix=build/fuzz/$$name- \
+	        build/fuzz/found/$$name platform/itc/fuzz/corpus/$$name; done
 
 bench: build
 	@set -e; for bench in $(FOLDER)/bin/*Bench; do echo "== $$bench"; $$bench; done
