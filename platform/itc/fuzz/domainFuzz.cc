@@ -12,6 +12,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <system_error>
 #include <utility>
@@ -218,8 +219,11 @@ void enter(const std::string& path) {
                                                   peer) == itc::Outcome::kDone) {
             const std::uint64_t message = 1;
             for (const std::uint32_t counter : {0U, 1U, 0xFFFFFU}) {
-                peer->send(itc::kMessage, mailbox, itc::makeId(peerSlot, counter), &message,
-                           sizeof(message), false);
+                std::mutex mutex;
+                std::unique_lock<std::mutex> lock(mutex);
+                const std::uint32_t receiver = itc::makeId(peerSlot, counter);
+                peer->send(lock, {itc::kMessage, mailbox, receiver, &message, sizeof(message)},
+                           false);
             }
         }
     }

@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -169,8 +170,9 @@ private:
         }
         isSending_ = true;
         try {
-            peer_->send(kind, (kSenderSlot << itc::kCounterBits) + 1, itc_current_mbox(),
-                        payload_.data(), size, false);
+            std::unique_lock<std::mutex> lock(peerMutex_);
+            const std::uint32_t sender = itc::makeId(kSenderSlot, 1);
+            peer_->send(lock, {kind, sender, itc_current_mbox(), payload_.data(), size}, false);
         } catch (const WouldWait&) {
             // as good as sent
         }
@@ -249,6 +251,7 @@ private:
     itc::Mapping view_;
     char header_[itc::kPage] = {};
     std::shared_ptr<itc::Peer> peer_;
+    std::mutex peerMutex_;
     std::vector<itc_msg*> held_;
 };
 
