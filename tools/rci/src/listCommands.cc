@@ -1,17 +1,16 @@
 #include "listCommands.h"
 
 #include "commandName.h"
-#include "exitCodes.h"
+#include "domainEntries.h"
+#include "json.h"
 #include "standardStreams.h"
+#include "table.h"
 #include "text.h"
 
 #include <itc.h>
-#include <itc_admin.h>
 #include <sys/types.h>
 
 #include <algorithm>
-#include <array>
-#include <exception>
 #include <string>
 #include <vector>
 
@@ -26,86 +25,52 @@ struct Command {
     std::string process;
 };
 
-struct Listing {
+std::vector<Command> commandsOf(const std::vector<MailboxEntry>& mailboxes) {
     std::vector<Command> commands;
-    std::exception_ptr failure;
-};
-
-// No exception may pass through itc on its way out.
-bool collect(const itc_mailbox_info* info, void* context) {
-    auto& listing = *static_cast<Listing*>(context);
-    try {
-        for (std::uint32_t i = 0; i < info->name_count; ++i) {
-            const std::string_view name = info->names[i];
-            if (name.substr(0, kMailboxPrefix.size()) == kMailboxPrefix) {
-                listing.commands.push_back({std::string(name.substr(kMailboxPrefix.size())),
-                                            info->id, info->pid, info->process_name});
+    for (const MailboxEntry& mailbox : mailboxes) {
+        for (const std::string& name : mailbox.names) {
+            if (name.compare(0, kMailboxPrefix.size(), kMailboxPrefix) == 0) {
+                commands.push_back(
+                    {name.substr(kMailboxPrefix.size()), mailbox.id, mailbox.pid, mailbox.process});
             }
         }
-        return true;
-    } catch (...) {
-        listing.failure = std::current_exception();
-        return false;
     }
+    return commands;
 }
 
 bool isOutOfReach(const Command& command) {
     return itc_locate(mailboxNameOf(command.name).c_str()) != command.mailbox;
 }
 
-std::string table(const std::vector<Command>& commands) {
-    using Row = std::array<std::string, 4>;
+std::string asTable(const std::vector<Command>& commands) {
     std::vector<Row> rows{{"COMMAND", "MAILBOX", "PID", "PROCESS"}};
     for (const Command& command : commands) {
         rows.push_back({printable(command.name), std::to_string(command.mailbox),
                         std::to_string(command.pid), printable(command.process)});
     }
-    std::array<std::size_t, 4> widths{};
-    for (const Row& row : rows) {
-        for (std::size_t column = 0; column < row.size(); ++column) {
-            widths[column] = std::max(widths[column], width(row[column]));
-        }
-    }
-    std::string text;
-    for (const Row& row : rows) {
-        for (std::size_t column = 0; column + 1 < row.size(); ++column) {
-            text += row[column] + std::string(widths[column] - width(row[column]) + 2, ' ');
-        }
-        text += row.back() + "\n";
-    }
-    return text;
+    return table(rows);
 }
 
-std::string json(const std::vector<Command>& commands) {
-    std::string text = "[";
-    const char* separator = "\n";
+std::string asArray(const std::vector<Command>& commands) {
+    std::vector<JsonObject> objects;
     for (const Command& command : commands) {
-        text += separator;
-        text += "  {\"command\": " + jsonString(command.name) +
-                ", \"mailbox\": " + std::to_string(command.mailbox) +
-                ", \"pid\": " + std::to_string(command.pid) +
-                ", \"process\": " + jsonString(command.process) + "}";
-        separator = ",\n";
+        objects.push_back(JsonObject()
+                              .add("command", command.name)
+                              .add("mailbox", command.mailbox)
+                              .add("pid", command.pid)
+                              .add("process", command.process));
     }
-    return text + (commands.empty() ? "]\n" : "\n]\n");
+    return jsonArray(objects);
 }
 
 }  // namespace
 
 int listCommands(bool asJson) {
-    Listing listing;
-    if (itc_list_mailboxes(&collect, &listing) == -1) {
-        complain(std::string("rci: can't list the mailboxes: ") + itc_error_text());
-        return kExitToolError;
-    }
-    if (listing.failure) {
-        std::rethrow_exception(listing.failure);
-    }
-    auto& commands = listing.commands;
+    std::vector<Command> commands = commandsOf(livingMailboxes());
     commands.erase(std::remove_if(commands.begin(), commands.end(), isOutOfReach), commands.end());
     std::sort(commands.begin(), commands.end(),
               [](const Command& a, const Command& b) { return a.name < b.name; });
-    writeOutput(asJson ? json(commands) : table(commands));
+    writeOutput(asJson ? asArray(commands) : asTable(commands));
     return 0;
 }
 

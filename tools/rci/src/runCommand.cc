@@ -2,24 +2,19 @@
 
 #include "commandOutput.h"
 #include "exitCodes.h"
+#include "ownMailbox.h"
 #include "standardStreams.h"
 
 #include <quoria/command/commandIf.h>
 
-#include <itc.h>
 #include <itc_admin.h>
-#include <unistd.h>
 
 #include <ostream>
 
 namespace Rci {
 
 int runCommand(const std::string& name, const std::vector<std::string>& args) {
-    const std::string ownName = "rci:" + std::to_string(getpid());
-    if (itc_create_mailbox(ownName.c_str(), 0) == ITC_NO_MAILBOX) {
-        complain(std::string("rci: can't create a mailbox: ") + itc_error_text());
-        return kExitToolError;
-    }
+    createOwnMailbox();
     CommandOutput buffer(name, writeOutput);
     std::ostream output(&buffer);
     output.exceptions(std::ios::badbit);  // what writeOutput throws ends the execution

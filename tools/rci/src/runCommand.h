@@ -11,7 +11,7 @@ namespace Rci {
 
 // Runs the command `name`. Its output goes to standard output as it comes, what prevents it to
 // standard error. Returns the exit code. Throws OutputFailed, which leaves the command to its
-// server.
+// server, and std::runtime_error when the domain can't be used.
 int runCommand(const std::string& name, const std::vector<std::string>& args);
 
 }  // namespace Rci
