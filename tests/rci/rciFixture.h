@@ -38,6 +38,7 @@ public:
     void awaitHeld() { EXPECT_EQ(readLine(), "held\n"); }
     void say(const std::string& text) { write("say " + text + "\n"); }
     void end(int result) { write("end " + std::to_string(result) + "\n"); }
+    void exit(int code) { write("exit " + std::to_string(code) + "\n"); }
     void withdraw(const std::string& name) {
         write("withdraw " + name + "\n");
         EXPECT_EQ(readLine(), "withdrawn\n");

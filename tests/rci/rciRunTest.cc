@@ -211,13 +211,22 @@ TEST(Rci, HelpAndVersionGoToStandardOutput) {
     EXPECT_THAT(rci({"--help"}).output, HasSubstr("run"));
     EXPECT_THAT(rci({"run", "--help"}).output, HasSubstr("NAME"));
     EXPECT_THAT(rci({"list", "--help"}).output, HasSubstr("--json"));
+    for (const char* part : {"mailboxes", "watch", "doctor"}) {
+        EXPECT_THAT(rci({part, "--help"}).output, HasSubstr("--json"));
+    }
     EXPECT_THAT(rci({"--version"}).output, StartsWith("rci "));
     EXPECT_EQ(rci({"--help"}).exitCode, 0);
 }
 
 TEST(Rci, WrongUsageGoesToStandardError) {
-    for (const std::vector<std::string>& words :
-         {std::vector<std::string>{}, {"bogus\n"}, {"run"}, {"run", ""}, {"list", "--bogus"}}) {
+    for (const std::vector<std::string>& words : {std::vector<std::string>{},
+                                                  {"bogus\n"},
+                                                  {"run"},
+                                                  {"run", ""},
+                                                  {"list", "--bogus"},
+                                                  {"mailboxes", "x"},
+                                                  {"watch"},
+                                                  {"doctor", "x"}}) {
         const Outcome outcome = rci(words);
         EXPECT_EQ(outcome.exitCode, 125);
         EXPECT_THAT(outcome.output, IsEmpty());

@@ -13,6 +13,7 @@
 // Lines:     say TEXT        the held command prints TEXT, without a line end
 //            end RESULT      the held command ends
 //            withdraw NAME   the service offers the command no more; answers "withdrawn"
+//            exit CODE       the service exits as it stands
 //            infos           answers with the texts of all INFO trace events so far, and "."
 
 #include <itc.h>
@@ -109,6 +110,8 @@ private:
         } else if (verb == "withdraw") {
             CommandRegistryIf::getInstance()->deregisterCommandHandler(rest);
             std::cout << "withdrawn" << std::endl;
+        } else if (verb == "exit") {
+            std::exit(std::stoi(rest));
         } else if (verb == "infos") {
             for (const std::string& text : trace_.messages("INFO")) {
                 std::cout << text << "\n";

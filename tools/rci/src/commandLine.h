@@ -19,6 +19,19 @@ struct ListRequest {
     bool asJson = false;
 };
 
+struct MailboxesRequest {
+    bool asJson = false;
+};
+
+struct WatchRequest {
+    std::string name;
+    bool asJson = false;
+};
+
+struct DoctorRequest {
+    bool asJson = false;
+};
+
 // Nothing is left to be done but to say something: help, the version, or what is wrong.
 struct Answer {
     std::string output;     // for standard output
@@ -26,11 +39,13 @@ struct Answer {
     int exitCode = 0;
 };
 
-using Request = std::variant<RunRequest, ListRequest, Answer>;
+using Request =
+    std::variant<RunRequest, ListRequest, MailboxesRequest, WatchRequest, DoctorRequest, Answer>;
 
 // Reads the words behind the program's name. Behind `run`, options of rci end at the command's
 // name; that and all that follows is taken as it stands. A "--" before the name ends them too, for
-// a name that begins with "-". A name that no command can have is a wrong call.
+// a name that begins with "-". Behind the name of `watch` options go on. A name that no command or
+// mailbox can have is a wrong call.
 Request parseCommandLine(const std::vector<std::string>& words);
 
 }  // namespace Rci

@@ -8,8 +8,8 @@ namespace Rci {
 
 namespace {
 
-// What itc reckons as three characters; it documents the rule beside ITC_MAX_NAME_LENGTH. The
-// leading '.' does not occur behind the prefix.
+// What itc reckons as three characters wherever it stands; it documents the rule beside
+// ITC_MAX_NAME_LENGTH.
 bool countsThree(char c) {
     const auto byte = static_cast<unsigned char>(c);
     return byte <= 0x20 || byte == 0x7F || c == '/' || c == '%';
@@ -22,7 +22,9 @@ std::string mailboxNameOf(const std::string& name) {
 }
 
 bool isMailboxName(const std::string& mailboxName) {
-    const auto threes = std::count_if(mailboxName.begin(), mailboxName.end(), countsThree);
+    const bool hasLeadingDot = !mailboxName.empty() && mailboxName.front() == '.';
+    const auto threes = std::count_if(mailboxName.begin(), mailboxName.end(), countsThree) +
+                        (hasLeadingDot ? 1 : 0);
     return mailboxName.size() + 2 * static_cast<std::size_t>(threes) <= ITC_MAX_NAME_LENGTH;
 }
 

@@ -14,7 +14,7 @@ constexpr std::string_view kMailboxPrefix = "RCI:";
 // The name of the mailboxes at which the command `name` is served.
 std::string mailboxNameOf(const std::string& name);
 
-// Whether a mailbox can have that name, which is longer than the prefix.
+// Whether a mailbox can have that name, which is not empty.
 bool isMailboxName(const std::string& mailboxName);
 
 }  // namespace Rci

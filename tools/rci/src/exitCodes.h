@@ -8,9 +8,10 @@
 
 namespace Rci {
 
-constexpr int kExitFailed = 2;       // also when the end of the command can't be known
-constexpr int kExitToolError = 125;  // rci was called wrongly or could not do its part
-constexpr int kExitNoCommand = 127;  // nobody serves the command
+constexpr int kExitProblemFound = 1;  // by `rci doctor`
+constexpr int kExitFailed = 2;        // also when the end of the command can't be known
+constexpr int kExitToolError = 125;   // rci was called wrongly or could not do its part
+constexpr int kExitNoCommand = 127;   // nobody serves the command
 
 }  // namespace Rci
 

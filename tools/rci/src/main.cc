@@ -1,8 +1,11 @@
 #include "commandLine.h"
+#include "doctor.h"
 #include "exitCodes.h"
 #include "listCommands.h"
+#include "listMailboxes.h"
 #include "runCommand.h"
 #include "standardStreams.h"
+#include "watchMailbox.h"
 
 #include <cerrno>
 #include <exception>
@@ -18,6 +21,18 @@ int serve(const RunRequest& request) {
 
 int serve(const ListRequest& request) {
     return listCommands(request.asJson);
+}
+
+int serve(const MailboxesRequest& request) {
+    return listMailboxes(request.asJson);
+}
+
+int serve(const WatchRequest& request) {
+    return watchMailbox(request.name, request.asJson);
+}
+
+int serve(const DoctorRequest& request) {
+    return examineDomain(request.asJson);
 }
 
 int serve(const Answer& answer) {

@@ -5,16 +5,23 @@
 namespace {
 
 using Rci::Answer;
+using Rci::DoctorRequest;
 using Rci::ListRequest;
+using Rci::MailboxesRequest;
 using Rci::parseCommandLine;
 using Rci::Request;
 using Rci::RunRequest;
+using Rci::WatchRequest;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
 RunRequest run(const std::vector<std::string>& words) {
     return std::get<RunRequest>(parseCommandLine(words));
+}
+
+WatchRequest watch(const std::vector<std::string>& words) {
+    return std::get<WatchRequest>(parseCommandLine(words));
 }
 
 Answer answer(const std::vector<std::string>& words) {
@@ -61,12 +68,53 @@ TEST(CommandLine, ListTakesAFlagForJson) {
     EXPECT_TRUE(std::get<ListRequest>(parseCommandLine({"list", "--json"})).asJson);
 }
 
+TEST(CommandLine, MailboxesAndDoctorTakeAFlagForJson) {
+    EXPECT_FALSE(std::get<MailboxesRequest>(parseCommandLine({"mailboxes"})).asJson);
+    EXPECT_TRUE(std::get<MailboxesRequest>(parseCommandLine({"mailboxes", "--json"})).asJson);
+    EXPECT_FALSE(std::get<DoctorRequest>(parseCommandLine({"doctor"})).asJson);
+    EXPECT_TRUE(std::get<DoctorRequest>(parseCommandLine({"doctor", "--json"})).asJson);
+}
+
+TEST(CommandLine, WatchTakesANameAndItsFlagOnEitherSide) {
+    EXPECT_EQ(watch({"watch", "RCI:x"}).name, "RCI:x");
+    EXPECT_FALSE(watch({"watch", "x"}).asJson);
+    EXPECT_TRUE(watch({"watch", "x", "--json"}).asJson);
+    EXPECT_TRUE(watch({"watch", "--json", "x"}).asJson);
+    EXPECT_EQ(watch({"watch", "--json", "x"}).name, "x");
+}
+
+TEST(CommandLine, WatchTakesAnyName) {
+    for (const std::string name : {"-", "++", "[a,b]", "list", "watch", "a b\n\xFF"}) {
+        EXPECT_EQ(watch({"watch", name}).name, name);
+    }
+    EXPECT_EQ(watch({"watch", "--", "--odd"}).name, "--odd");
+}
+
+TEST(CommandLine, WatchNeedsTheNameOfAMailbox) {
+    expectUsageError({"watch"}, "rci: NAME is required (see rci watch --help)");
+    expectUsageError({"watch", ""}, "rci: NAME is empty (see rci watch --help)");
+    expectUsageError({"watch", "x", "y"}, "rci: unexpected argument: y (see rci watch --help)");
+    expectUsageError({"watch", "x", "--bogus"},
+                     "rci: unknown option: --bogus (see rci watch --help)");
+    EXPECT_EQ(watch({"watch", std::string(255, 'x')}).name.size(), 255U);
+    EXPECT_EQ(watch({"watch", "." + std::string(252, 'x')}).name.size(), 253U);
+    for (const std::string& name : {std::string(256, 'x'), "." + std::string(253, 'x')}) {
+        expectUsageError({"watch", name},
+                         "rci: NAME is too long for a mailbox (see rci watch --help)");
+    }
+}
+
 TEST(CommandLine, HelpIsThereForEveryPart) {
     EXPECT_THAT(answer({"--help"}).output, HasSubstr("run "));
     EXPECT_THAT(answer({"--help"}).output, HasSubstr("list "));
     EXPECT_THAT(answer({"run", "--help"}).output, HasSubstr("NAME [ARG...]"));
     EXPECT_THAT(answer({"run", "-h", "greet"}).output, HasSubstr("127"));
-    EXPECT_THAT(answer({"list", "--help"}).output, HasSubstr("--json"));
+    EXPECT_THAT(answer({"watch", "--help"}).output, HasSubstr("NAME"));
+    EXPECT_THAT(answer({"watch", "x", "--help"}).output, HasSubstr("NAME"));
+    for (const char* part : {"list", "mailboxes", "watch", "doctor"}) {
+        EXPECT_THAT(answer({part, "--help"}).output, HasSubstr("--json"));
+        EXPECT_THAT(answer({part, "--help"}).output, HasSubstr("125"));
+    }
     for (const auto& words : {std::vector<std::string>{"--help"}, {"run", "--help"}}) {
         EXPECT_EQ(answer(words).exitCode, 0);
         EXPECT_THAT(answer(words).complaint, IsEmpty());
@@ -99,7 +147,9 @@ TEST(CommandLine, AWordTooManyIsNamed) {
 }
 
 TEST(CommandLine, WhatIsMissingIsNamed) {
-    expectUsageError({}, "rci: a subcommand is required: run or list (see rci --help)");
+    expectUsageError(
+        {},
+        "rci: a subcommand is required: run, list, mailboxes, watch or doctor (see rci --help)");
     expectUsageError({"run"}, "rci: NAME is required (see rci run --help)");
     expectUsageError({"run", "--"}, "rci: NAME is required (see rci run --help)");
 }
