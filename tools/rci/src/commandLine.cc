@@ -123,9 +123,8 @@ Request parseCommandLine(const Words& words) {
         std::make_shared<UsageFormatter>("Usage: rci watch [OPTIONS] [--] NAME [OPTIONS]\n"));
     watch->add_flag("--json", watchAsJson, "Print a JSON object per line, for programs");
     watch->footer(
-        "NAME is the name of a mailbox, as `rci mailboxes` shows it; that of a command is "
-        "\"RCI:\"\n"
-        "and its name.\n"
+        "NAME is the name of a mailbox, as `rci mailboxes` shows it; the mailbox of a command is\n"
+        "called \"RCI:\" and the command's name.\n"
         "\n"
         "Exit codes:\n"
         "  0    the mailbox has appeared and is gone\n"
