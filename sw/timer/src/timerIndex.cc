@@ -1,5 +1,6 @@
 #include "timerIndex.h"
 
+#include <algorithm>
 #include <cstdint>
 
 namespace Quoria::Timer::V1 {
@@ -47,12 +48,27 @@ std::optional<Timers::iterator> TimerIndex::take(const TimerKey& key) {
     return timer;
 }
 
-// The upper bits decide the place, and multiplication brings all of the key into them: consecutive
-// ids of one receiver lie far apart, so that they don't make a long row with those of another. The
-// factors are odd; the second is 2^64 divided by the golden ratio.
+// The upper bits decide the place. Ids and addresses are spaced evenly as a rule, and a mark that
+// was a linear function of them would be so too, in rows for some of the spacings. Hence the
+// shifts, which fold the upper bits into the lower ones between multiplications by odd numbers.
 std::size_t TimerIndex::markOf(const TimerKey& key) {
-    const auto receiver = reinterpret_cast<std::uintptr_t>(key.receiver);
-    return ((receiver * 0xD1342543DE82EF95U + key.timerId) * 0x9E3779B97F4A7C15U) | 1U;
+    std::size_t mark = reinterpret_cast<std::uintptr_t>(key.receiver) * 0xD1342543DE82EF95U;
+    mark += key.timerId;
+    mark ^= mark >> 32;
+    mark *= 0x9E3779B97F4A7C15U;
+    mark ^= mark >> 29;
+    mark *= 0xBF58476D1CE4E5B9U;
+    return mark | 1U;
+}
+
+std::size_t TimerIndex::longestWay() const {
+    std::size_t longest = 0;
+    for (std::size_t place = 0; place < slots_.size(); ++place) {
+        if (slots_[place].mark != 0) {
+            longest = std::max(longest, (place - home(slots_[place].mark)) & (slots_.size() - 1));
+        }
+    }
+    return longest;
 }
 
 std::size_t TimerIndex::placeOf(const TimerKey& key) const {

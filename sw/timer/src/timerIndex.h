@@ -31,6 +31,9 @@ public:
     // Finds it and forgets it.
     std::optional<Timers::iterator> take(const TimerKey& key);
 
+    // How many slots at most an operation passes on its way to a timer. Looks at all of them.
+    std::size_t longestWay() const;
+
 private:
     struct Slot {
         std::size_t mark = 0;  // of the timer's key; never 0 in a slot that is used

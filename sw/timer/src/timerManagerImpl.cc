@@ -157,11 +157,19 @@ TimerManagerIf::ReturnCode TimerManagerImpl::startNewTimer(const TimerData& data
     index_.makeRoom();
     const auto timer = insertTimer(timers_, spares_, fromNow(duration), data);
     index_.add(timer);
-    if (timer != timers_.begin() || setTimerFd(timerFd_)) {
-        return OK;
+    const auto removeAgain = [&] {
+        index_.take(keyOf(data));
+        spares_.keep(timers_.extract(timer));
+    };
+    try {
+        if (timer != timers_.begin() || setTimerFd(timerFd_)) {
+            return OK;
+        }
+    } catch (...) {
+        removeAgain();
+        throw;
     }
-    index_.take(keyOf(data));
-    spares_.keep(timers_.extract(timer));
+    removeAgain();
     return OS_ERROR;
 }
 

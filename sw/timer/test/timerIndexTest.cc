@@ -41,6 +41,37 @@ protected:
     TimerIndex index;
 };
 
+// With places taken at random the longest way among so many timers is about 20.
+constexpr std::size_t kShortWay = 80;
+
+class TimerIndexOfIds : public TimerIndexTest, public testing::WithParamInterface<unsigned int> {};
+
+TEST_P(TimerIndexOfIds, ThatAreSpacedEvenlyMakesNoLongRows) {
+    for (unsigned int number = 0; number < 30000; ++number) {
+        add({&a, number * GetParam()});
+    }
+    EXPECT_LT(index.longestWay(), kShortWay);
+}
+
+INSTANTIATE_TEST_SUITE_P(By, TimerIndexOfIds,
+                         testing::Values(1, 2, 3, 64, 1000, 4096, 75025, 1346269, 0x10000),
+                         testing::PrintToStringParamName());
+
+class TimerIndexOfReceivers : public TimerIndexTest,
+                              public testing::WithParamInterface<std::size_t> {};
+
+TEST_P(TimerIndexOfReceivers, ThatAreSpacedEvenlyMakesNoLongRows) {
+    for (std::size_t number = 1; number <= 30000; ++number) {
+        // Nobody calls them.
+        add({reinterpret_cast<TimeoutReceiverIf*>(number * GetParam()), 0});
+    }
+    EXPECT_LT(index.longestWay(), kShortWay);
+}
+
+INSTANTIATE_TEST_SUITE_P(By, TimerIndexOfReceivers,
+                         testing::Values(16, 48, 64, 1024, 1536, 1568, 4096, 6960, 14632),
+                         testing::PrintToStringParamName());
+
 TEST_F(TimerIndexTest, AnEmptyOneContainsNothing) {
     EXPECT_FALSE(index.contains({&a, 1}));
     EXPECT_EQ(index.take({nullptr, 0}), std::nullopt);

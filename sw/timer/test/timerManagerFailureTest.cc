@@ -7,8 +7,12 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
+#include <stdexcept>
+#include <thread>
 
 #include "timerFixture.h"
+#include "timerManagerOsWrapper.h"
 
 namespace {
 
@@ -179,6 +183,29 @@ TEST_F(TimerManagerFailure, ErrorsNameTheSourceFile) {
     EXPECT_EQ(manager.startTimer(5ms, &a, 1), TimerManagerIf::OS_ERROR);
     EXPECT_EQ(trace.events().at(0).file, "timerManagerImpl.cc");
     EXPECT_NE(trace.events().at(0).line, 0U);
+}
+
+class ThrowingOsWrapper : public Quoria::Timer::V1::TimerManagerOsWrapper {
+public:
+    int timerfdSettime(int, int, const itimerspec*, itimerspec*) override {
+        throw std::runtime_error("settime");
+    }
+};
+
+TEST_F(TimerManagerFailure, AnExceptionWhileTheDescriptorIsArmedLeavesNoTimer) {
+    start(5ms, a, 1);
+    manager.setOsWrapper(std::make_shared<ThrowingOsWrapper>());
+    EXPECT_THROW(manager.startTimer(1ms, &a, 2), std::runtime_error);
+    manager.setOsWrapper(os);
+    EXPECT_EQ(manager.cancelTimer(&a, 2), TimerManagerIf::NOT_FOUND);
+    EXPECT_EQ(manager.cancelTimer(&a, 1), TimerManagerIf::OK);
+}
+
+TEST_F(TimerManagerFailure, AnotherThreadMayReplaceTheOsWrapper) {
+    const auto failing = std::make_shared<SimulatedTimerFd>(calls);
+    failing->failCreate(EMFILE);
+    std::thread([&] { manager.setOsWrapper(failing); }).join();
+    EXPECT_EQ(manager.startTimer(5ms, &a, 1), TimerManagerIf::OS_ERROR);
 }
 
 using TimerManagerUntraced = TimerFixture;

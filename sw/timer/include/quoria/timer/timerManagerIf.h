@@ -17,7 +17,8 @@
 //    they were started or, if they are periodic, last handled. One iteration of the event loop
 //    delivers one timer, so that other descriptors get their turn in between.
 //  - A duration of zero or less is over already, and the more negative one was over earlier: such a
-//    timer is due in the event loop's next iteration. A period like that keeps the loop busy. A
+//    timer is due in the event loop's next iteration. A period like that keeps the loop busy, and a
+//    negative one is ahead of all timers that are due later than so long ago: don't use it. A
 //    time beyond the end of the clock, some 292 years, doesn't come.
 //  - A timer that has been cancelled doesn't expire any more, even if it was due.
 //  - A null receiver is accepted. Its timers are like any others, but nobody is called.
