@@ -110,10 +110,11 @@ TEST_F(StartupVerdict, TheTimeoutIsReportedInSeconds) {
                 ElementsAre("ABN: No response from startup participant 'a' in 3 seconds"));
 }
 
-// An hour each would be two; both have passed since the clock at their set-up.
+// At their set-up the clock is an hour behind, so both deadlines have passed when the wait begins.
+// Counted from there, each would take an hour.
 TEST_F(StartupVerdict, DeadlinesCountFromTheSetUpAndNotFromTheWait) {
     addV2("a", stayAway);
-    addV2("b", stayAway);
+    addV2("b", [](const Responder&) { SteadyClock::shift(hours(0)); });
     const TraceCapture trace({"INFO"});
     SteadyClock::shift(hours(-1));
 
@@ -121,6 +122,23 @@ TEST_F(StartupVerdict, DeadlinesCountFromTheSetUpAndNotFromTheWait) {
 
     EXPECT_THAT(trace.messages("INFO"),
                 ElementsAre(noResponse("a", "3600"), noResponse("b", "3600")));
+}
+
+// However long its creation takes: here it takes an hour.
+TEST_F(StartupVerdict, ADeadlineCountsFromTheEndOfTheCreation) {
+    const TraceCapture trace({"INFO", "TRACE1"});
+    SteadyClock::shift(hours(-1));
+    addV2("a", stayAway);
+    registry_->registerParticipantCreator([this, &trace] {
+        SteadyClock::shift(hours(0));
+        return std::make_shared<QuoriaTest::V2Participant>("b", notes_,
+                                                           answerWhenToldOf("a", trace), nothing);
+    });
+
+    EXPECT_FALSE(start(hours(1)));
+    worker_.join();
+
+    EXPECT_EQ(trace.count("TRACE1", "'b' successfully initialized"), 1U);
 }
 
 TEST_F(StartupVerdict, EachParticipantHasADeadlineOfItsOwn) {
