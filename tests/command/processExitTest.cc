@@ -45,6 +45,9 @@ TEST(ProcessExitAtOnce, LeavesEveryKindOfCommandBehindInPeace) {
 }
 
 TEST(ProcessExitAtOnce, OfAForkedChildDoesNotWaitForThreadsThatItHasNot) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer takes what a thread of the parent holds for the child's leak";
+#endif
     const QuoriaTest::Outcome outcome = QuoriaTest::runToEnd({PEER_COMMANDPEER, "registerAndFork"});
 
     EXPECT_EQ(outcome.exitCode, 7) << outcome.error;
