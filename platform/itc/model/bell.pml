@@ -26,9 +26,19 @@ bool isRinging;      /* Mailbox::isRinging_ */
 /* Before a step: it is made, or the process is dead. */
 #define OR_DIE :: goto dead
 
+/* The marks of MailboxRecord::bellState. */
+#define RINGS 1
+#define IS_BEING_STRUCK 2
+#define MARKS 3
+
+/* fetch_or(): says that a stroke is under way. */
+inline announce(state) {
+    d_step { state = bellState | IS_BEING_STRUCK; bellState = state }
+}
+
 /* The CAS: fails if the owner has moved the state. */
 inline mark(state) {
-    d_step { bellState = (bellState == state -> state + 1 : bellState) }
+    d_step { bellState = (bellState == state -> state | RINGS : bellState) }
 }
 
 inline push(message) {
@@ -36,21 +46,22 @@ inline push(message) {
 }
 
 inline ring(state) {
+    if
+    :: !(state & RINGS) ->
+        if :: announce(state) OR_DIE fi;
+        if
+        :: !(state & RINGS) ->
 #ifdef BUG_MARK_BEFORE_STROKE
-    if
-    :: state % 2 == 0 ->
-        if :: mark(state) OR_DIE fi;
-        if :: bytes++ OR_DIE fi
-    :: else
-    fi
+            if :: mark(state) OR_DIE fi;
+            if :: bytes++ OR_DIE fi
 #else
-    if
-    :: state % 2 == 0 ->
-        if :: bytes++ OR_DIE fi;
-        if :: mark(state) OR_DIE fi
+            if :: bytes++ OR_DIE fi;
+            if :: mark(state) OR_DIE fi
+#endif
+        :: else
+        fi
     :: else
     fi
-#endif
 }
 
 proctype Sender(byte message; byte count) {
@@ -83,9 +94,14 @@ proctype LateSender(byte message) {
     push(message);
     state = bellState;
     if
-    :: state % 2 == 0 ->
-        bytes++;
-        mark(state)
+    :: !(state & RINGS) ->
+        announce(state);
+        if
+        :: !(state & RINGS) ->
+            bytes++;
+            mark(state)
+        :: else
+        fi
     :: else
     fi;
     sent = sent | BIT(message);
@@ -109,11 +125,11 @@ inline fetch() {
 /* silenceBell() and the look after it. A byte may arrive between the last read and the state. */
 inline lookAfterSilence() {
 #ifdef BUG_STATE_BEFORE_READ
-    bellState = (bellState | 1) + 1;
+    bellState = (bellState | MARKS) + 1;
     bytes = 0;
 #else
     bytes = 0;
-    bellState = (bellState | 1) + 1;
+    bellState = (bellState | MARKS) + 1;
 #endif
     isRinging = false;
 #ifndef BUG_NO_SECOND_LOOK
@@ -121,10 +137,17 @@ inline lookAfterSilence() {
 #endif
 }
 
-/* Mailbox::isRinging(): odd stays odd until the owner itself moves the state. */
+/* Mailbox::isRinging(): the mark stays until the owner itself moves the state. */
 inline lookWhetherRinging() {
-    isRinging = (isRinging || bellState % 2 == 1)
+#ifdef BUG_HINT_TAKEN_FOR_A_BYTE
+    isRinging = (isRinging || (bellState & MARKS))
+#else
+    isRinging = (isRinging || (bellState & RINGS))
+#endif
 }
+
+/* Mailbox::mayRing() */
+#define MAY_RING (isRinging || (bellState & MARKS))
 
 /* Any one of the queue, as a filter may have it. */
 inline takeOne() {
@@ -144,12 +167,7 @@ end:
         :: queue == 0 ->
             fetch();
             if
-            :: queue == 0 ->
-                lookWhetherRinging();
-                if
-                :: isRinging -> lookAfterSilence()
-                :: else
-                fi
+            :: queue == 0 && MAY_RING -> lookAfterSilence()
             :: else
             fi;
             if
@@ -163,9 +181,8 @@ end:
         :: else
         fi;
         /* settle() */
-        lookWhetherRinging();
         if
-        :: queue == 0 && isRinging -> lookAfterSilence()
+        :: queue == 0 && MAY_RING -> lookAfterSilence()
         :: else
         fi;
 #ifndef BUG_NO_STROKE_FOR_THE_REST

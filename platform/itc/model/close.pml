@@ -15,6 +15,10 @@
 #define kB 2
 #define kClosed 9
 
+/* The marks of MailboxRecord::bellState. */
+#define RINGS 1
+#define IS_BEING_STRUCK 2
+
 byte id;            /* MailboxRecord::id */
 byte bell;          /* MailboxRecord::bell */
 byte stack = kClosed;
@@ -52,13 +56,18 @@ proctype Sender(byte self; byte wanted) {
     od;
     if :: state = bellState OR_DIE fi;
     if
+    :: !(state & RINGS) ->
+        if :: d_step { state = bellState | IS_BEING_STRUCK; bellState = state } OR_DIE fi
+    :: else
+    fi;
+    if
 #ifdef BUG_RINGS_FOR_ANOTHER_BELL
-    :: state % 2 == 0 ->
+    :: !(state & RINGS) ->
 #else
-    :: state % 2 == 0 && bell == number ->
+    :: !(state & RINGS) && bell == number ->
 #endif
         if :: bytes[number]++ OR_DIE fi;
-        if :: d_step { bellState = (bellState == state -> state + 1 : bellState) } OR_DIE fi
+        if :: d_step { bellState = (bellState == state -> state | RINGS : bellState) } OR_DIE fi
     :: else
     fi;
     goto done;
@@ -96,7 +105,7 @@ inline fetch(self) {
 
 inline silence(number) {
     bytes[number] = 0;
-    bellState = (bellState | 1) + 1
+    bellState = (bellState | RINGS | IS_BEING_STRUCK) + 1
 }
 
 /* receive() of the users, until they close. */

@@ -8,13 +8,10 @@ namespace itc {
 
 namespace {
 
-void ringAt(MailboxRecord& record, int bell, std::uint32_t number, std::uint32_t state) {
-    if ((state & 1) == 0 && record.bell.load(std::memory_order_relaxed) == number) {
-        strikeBell(bell);
-        record.bellState.compare_exchange_strong(state, state | 1, std::memory_order_acq_rel,
-                                                 std::memory_order_relaxed);
-    }
-}
+// In MailboxRecord::bellState.
+constexpr std::uint32_t kRings = 1;
+constexpr std::uint32_t kIsBeingStruck = 2;
+constexpr std::uint32_t kMarks = kRings | kIsBeingStruck;
 
 }  // namespace
 
@@ -25,18 +22,25 @@ void strikeBell(int bell) {
     // Any other failure is a full FIFO, which rings all the louder.
 }
 
-bool isBellSilent(const MailboxRecord& record) {
-    return (record.bellState.load(std::memory_order_seq_cst) & 1) == 0;
+bool isBellKnownToRing(const MailboxRecord& record) {
+    return (record.bellState.load(std::memory_order_seq_cst) & kRings) != 0;
 }
 
+bool mayBellRing(const MailboxRecord& record) {
+    return (record.bellState.load(std::memory_order_relaxed) & kMarks) != 0;
+}
+
+// Who has posted under a lock has nothing that is ordered like the stack. A read-modify-write is
+// sure to see the latest state, or to be seen by the receiver's own.
 void ringBell(MailboxRecord& record, int bell, std::uint32_t number) {
-    ringAt(record, bell, number, record.bellState.load(std::memory_order_seq_cst));
-}
-
-// With nothing that is ordered like the stack, only a read-modify-write is sure to see the latest
-// state, or to be seen by the receiver's own.
-void ringBellAfterPosting(MailboxRecord& record, int bell, std::uint32_t number) {
-    ringAt(record, bell, number, record.bellState.fetch_or(0, std::memory_order_acq_rel));
+    std::uint32_t state =
+        record.bellState.fetch_or(kIsBeingStruck, std::memory_order_acq_rel) | kIsBeingStruck;
+    if ((state & kRings) != 0 || record.bell.load(std::memory_order_relaxed) != number) {
+        return;
+    }
+    strikeBell(bell);
+    record.bellState.compare_exchange_strong(state, state | kRings, std::memory_order_acq_rel,
+                                             std::memory_order_relaxed);
 }
 
 void silenceBell(MailboxRecord& record, int bell) {
@@ -45,10 +49,10 @@ void silenceBell(MailboxRecord& record, int bell) {
     do {
         count = read(bell, strokes, sizeof(strokes));
     } while (count == static_cast<ssize_t>(sizeof(strokes)) || (count < 0 && errno == EINTR));
-    // Otherwise the bell is empty now. A sender may mark the state odd meanwhile; the next even
-    // value is the same for both.
+    // Otherwise the bell is empty now. A sender may mark the state meanwhile; the next era is the
+    // same.
     const std::uint32_t state = record.bellState.load(std::memory_order_relaxed);
-    record.bellState.exchange((state | 1) + 1, std::memory_order_seq_cst);
+    record.bellState.exchange((state | kMarks) + 1, std::memory_order_seq_cst);
 }
 
 }  // namespace itc

@@ -3,19 +3,26 @@
 // Private header of platform/itc.
 //
 // A bell is a FIFO in the folder of the receiver's process, opened for reading and writing on both
-// sides, so that no end can vanish. MailboxRecord::bellState says whether it holds a byte:
+// sides, so that no end can vanish. MailboxRecord::bellState says whether it holds a byte. It
+// counts eras, and two bits of it say what has happened in the era that goes on:
 //
-//   sender     publish; read the state; if even and the record still has this bell: write a byte,
-//              then move the state to odd, unless it has changed
+//   sender     publish; read the state; unless the bell is known to ring: say that a stroke is
+//   under
+//              way; if the record still has this bell, write a byte, then say that the bell rings,
+//              unless the era is over
 //
-//   receiver   empty the bell; move the state to the next even value; look for messages once more
+//   receiver   empty the bell; begin the next era, with neither bit; look for messages once more
 //
-// Either the sender sees the new even state and rings, or the receiver sees the message when it
-// looks once more. A sender that is killed after publishing and before ringing leaves the state
-// even, so that the next one rings. A byte that the receiver has read belongs to an even value that
-// is over, and its sender fails to mark the new one: between two looks of the receiver, odd proves
-// that a byte is there. (Were the state moved before the bell is emptied, a byte of the new value
-// could be read and marked nevertheless, and the mailbox would stay silent with messages in it.)
+// Either the sender sees the new era and rings, or the receiver sees the message when it looks once
+// more. A sender that is killed after publishing and before ringing leaves the bell not known to
+// ring, so that the next one rings. A byte that the receiver has read belongs to an era that is
+// over, and its sender fails to mark the new one: between two looks of the receiver, the mark
+// proves that a byte is there. (Were the era begun before the bell is emptied, a byte of it could
+// be read and marked nevertheless, and the mailbox would stay silent with messages in it.)
+//
+// That a stroke is under way proves nothing: its sender may be killed before it. It is a hint. A
+// receiver that is woken often runs before its sender has come back from write(); without the hint
+// it would leave the byte in the bell and be woken by it once more.
 //
 // A record may pass to the next mailbox, with another bell, between the moment at which a sender
 // has found its bell and the moment at which it publishes. What it has published then is no message
@@ -30,15 +37,16 @@
 
 namespace itc {
 
-// For senders in any process, after publishing by a sequentially consistent operation on the
-// record's stack: whether the bell must be rung, and ringing it if that is so.
-bool isBellSilent(const MailboxRecord& record);
-// `bell` is the FIFO of the bell `number`.
+// Whether the bell is known to hold a byte. A sender in another process asks after publishing by a
+// sequentially consistent operation on the record's stack, and does not ring if that is so.
+bool isBellKnownToRing(const MailboxRecord& record);
+// Rings the bell unless it is known to ring. `bell` is the FIFO of the bell `number`.
 void ringBell(MailboxRecord& record, int bell, std::uint32_t number);
-// For senders in the receiver's process, after publishing by other means, under a lock.
-void ringBellAfterPosting(MailboxRecord& record, int bell, std::uint32_t number);
 
 // For the receiver alone.
+
+// Whether the bell holds a byte, or soon will, unless a sender was killed.
+bool mayBellRing(const MailboxRecord& record);
 void silenceBell(MailboxRecord& record, int bell);
 // Writes a byte whatever the state. Used to keep a mailbox readable for what its owner has fetched.
 void strikeBell(int bell);

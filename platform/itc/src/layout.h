@@ -113,9 +113,10 @@ struct alignas(128) MailboxRecord {
     // Newest block that the receiver has not fetched (low word, in units) and how many there are
     // (high word); 0 when there is none, kClosed when nobody will fetch any more.
     std::atomic<std::uint64_t> stack;
-    // Even: the bell may be silent. Odd: it holds a byte, or the receiver is about to look for
-    // messages by itself. The receiver goes to the next even value after it has emptied the bell,
-    // so that a ringer whose byte is gone can't mark the new era.
+    // Lowest bit: the bell holds a byte, or the receiver is about to look for messages by itself.
+    // The next: a sender is about to strike it, or was killed then. Above them an era: the receiver
+    // goes to the next, with neither bit, after it has emptied the bell, so that a ringer whose
+    // byte is gone can't mark it. See bell.h.
     std::atomic<std::uint32_t> bellState;
     // What the receiver writes for each message lies apart from what senders write. Messages are
     // counted with their bytes: arrived are those fetched or posted inside the process, taken those

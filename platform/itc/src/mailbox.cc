@@ -125,7 +125,7 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
         }
     }
     if (wakes) {
-        ringBellAfterPosting(*record, bell_.get(), bellNumber_);
+        ringBell(*record, bell_.get(), bellNumber_);
     }
     return true;
 }

@@ -102,6 +102,7 @@ private:
     void settle();
     bool lookAfterSilence();
     bool isRinging();
+    bool mayRing();
     bool awaitEvents(int timeout);
     void noticeDeath(std::uint32_t slot);
     void dropNames();

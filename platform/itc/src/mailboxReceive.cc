@@ -97,7 +97,7 @@ itc_msg* Mailbox::receiveNew(const std::uint32_t* filter, std::uint32_t timeout,
                              std::size_t seen) {
     const Deadline deadline(timeout);
     for (bool isLastLook = false; !isLastLook;) {
-        if (fetch() || (isRinging() && lookAfterSilence())) {
+        if (fetch() || (mayRing() && lookAfterSilence())) {
             // Those who send without end must not keep a wait from ending.
             isLastLook = deadline.isOver();
         } else {
@@ -140,7 +140,7 @@ void Mailbox::countTaken(const Block& block) {
 
 // Leaves the bell as the rest of the queue needs it.
 void Mailbox::settle() {
-    if (queue_.empty() && isRinging()) {
+    if (queue_.empty() && mayRing()) {
         lookAfterSilence();
     }
     if (!queue_.empty() && !isRinging()) {
@@ -152,8 +152,13 @@ void Mailbox::settle() {
 // Whether the bell is known to hold a byte. It may hold one all the same, if its sender has yet to
 // mark it, or was killed before.
 bool Mailbox::isRinging() {
-    isRinging_ = isRinging_ || !isBellSilent(*record_);
+    isRinging_ = isRinging_ || isBellKnownToRing(*record_);
     return isRinging_;
+}
+
+// Whether it is worth a system call to silence the bell.
+bool Mailbox::mayRing() {
+    return isRinging_ || mayBellRing(*record_);
 }
 
 bool Mailbox::lookAfterSilence() {

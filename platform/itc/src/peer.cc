@@ -152,7 +152,7 @@ Outcome Peer::send(std::unique_lock<std::mutex>& lock, const Parcel& parcel, boo
         blocks_.putBack(unit);
         return Outcome::kGone;
     }
-    if (!quiet && isBellSilent(*record)) {
+    if (!quiet && !isBellKnownToRing(*record)) {
         if (lock) {
             unlock();  // the receiver may take the processor at once
         }

@@ -22,9 +22,10 @@ namespace {
 
 // Called before a fallocate that puts memory behind a file; what it returns is the error, or 0.
 std::function<int()> beforeReserve_;
-// Called once, before the next read, and before the next wait.
+// Called once, before the next read, before the next wait, and when the next write is done.
 std::function<void()> beforeRead_;
 std::function<void()> beforeWait_;
+std::function<void()> afterWrite_;
 
 template <typename Function>
 Function* real(const char* name) {
@@ -52,6 +53,17 @@ extern "C" __attribute__((visibility("default"))) ssize_t read(int fd, void* buf
         before();
     }
     return next(fd, buffer, length);
+}
+
+extern "C" __attribute__((visibility("default"))) ssize_t write(int fd, const void* buffer,
+                                                                size_t length) {
+    static auto* const next = real<ssize_t(int, const void*, size_t)>("write");
+    const std::function<void()> after = std::exchange(afterWrite_, nullptr);
+    const ssize_t written = next(fd, buffer, length);
+    if (after) {
+        after();
+    }
+    return written;
 }
 
 extern "C" __attribute__((visibility("default"))) int epoll_wait(int epfd, epoll_event* events,
@@ -109,6 +121,24 @@ TEST(BadTiming, OfAStrokeOfAnotherProcessLeavesTheDescriptorReadable) {
     EXPECT_FALSE(isReadable(itc_get_fd()));
     sendByOther(4);
     EXPECT_TRUE(isReadable(itc_get_fd()));
+}
+
+// A receiver that is woken by the stroke often runs before its sender has come back from it.
+TEST(BadTiming, OfTheSendersReturnFromItsStrokeWakesTheReceiverNoSecondTime) {
+    const OwnMailbox mine;
+    std::uint32_t received = 0;
+    bool isReadableAfterIt = true;
+    afterWrite_ = [&] {
+        received = nextNumber();
+        isReadableAfterIt = isReadable(itc_get_fd());
+    };
+    sendNumber(mine.id(), 5);
+    EXPECT_EQ(received, 5U);
+    EXPECT_FALSE(isReadableAfterIt);
+    EXPECT_FALSE(isReadable(itc_get_fd()));
+    sendNumber(mine.id(), 6);
+    EXPECT_TRUE(isReadable(itc_get_fd()));
+    EXPECT_EQ(nextNumber(), 6U);
 }
 
 // Whenever the receiver looks, one more message has come that it does not want.
