@@ -7,9 +7,8 @@
 // counts eras, and two bits of it say what has happened in the era that goes on:
 //
 //   sender     publish; read the state; unless the bell is known to ring: say that a stroke is
-//   under
-//              way; if the record still has this bell, write a byte, then say that the bell rings,
-//              unless the era is over
+//              under way; if the record still has this bell, write a byte, then say that the bell
+//              rings, unless the era is over
 //
 //   receiver   empty the bell; begin the next era, with neither bit; look for messages once more
 //
