@@ -15,8 +15,23 @@
 
 // When the probes can't be registered, the headers say so on standard error and end the process. A
 // service must not end because it can't be traced: this module goes on with its events disabled.
-static inline void goOnUntraced() {}
+static bool refused = false;
+static inline void goOnUntraced() {
+    refused = true;
+}
 #define abort goOnUntraced
+
+// Before LTTng-UST 2.13, what was refused would be taken out of the tracer's list at unload all the
+// same, by its null links.
+#ifndef LTTNG_UST_TRACEPOINT_NAME_LEN_MAX
+#include <lttng/ust-events.h>
+static void takeBack(lttng_probe_desc* probes) {
+    if (!refused) {
+        lttng_probe_unregister(probes);
+    }
+}
+#define lttng_probe_unregister takeBack
+#endif
 
 #include <lttng/tracepoint-event.h>
 
