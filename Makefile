@@ -2,6 +2,7 @@
 #
 #   make demo                 builds everything and shows it at work
 #   make check                runs the tests; SAN=thread or SAN=address for a sanitizer build
+#   make check-lttng-2.12     runs the tests of tracing with LTTng-UST 2.12 and its session daemon
 #   make build                builds; PRESET=debug, clang, ... picks another preset
 #   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
@@ -23,7 +24,8 @@ PREFIX ?= /usr/local
 FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
-.PHONY: packages build demo check install bench format lint clean models chaos bench-itc fuzz
+.PHONY: packages build demo check install bench format lint clean models chaos bench-itc fuzz \
+	check-lttng-2.12
 
 packages:
 	@tools/install-packages
@@ -39,6 +41,13 @@ demo: packages
 
 check: build
 	@ctest --test-dir $(FOLDER) --parallel $(JOBS) --output-on-failure
+
+check-lttng-2.12: packages
+	@tools/fetch-lttng-2.12 build/lttng-2.12/packages
+	@test -f build/lttng-2.12/build.ninja || cmake --preset lttng-2.12
+	@cmake --build --preset lttng-2.12 --parallel $(JOBS)
+	@ctest --preset lttng-2.12 --parallel $(JOBS); result=$$?; \
+	    grep -E '^(passed|FAILED): ' build/lttng-2.12/Testing/Temporary/LastTest.log; exit $$result
 
 install: build
 	@cmake --install $(FOLDER) --prefix $(abspath $(PREFIX))

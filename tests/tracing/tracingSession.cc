@@ -34,12 +34,13 @@ Command operator+(Command left, const Command& right) {
     return left;
 }
 
-// Without what the caller may have set for the tracer.
+// Without what the caller may have set for the tracer, but for which tools are its own: with those
+// of another folder in the PATH goes the consumer daemon that their session daemon is to start.
 Command withEnvironment(const std::filesystem::path& folder) {
     Command words = {"env"};
     for (char** variable = environ; *variable != nullptr; ++variable) {
         const std::string text = *variable;
-        if (text.rfind("LTTNG_", 0) == 0) {
+        if (text.rfind("LTTNG_", 0) == 0 && text.rfind("LTTNG_CONSUMERD", 0) != 0) {
             words = words + Command{"-u", text.substr(0, text.find('='))};
         }
     }

@@ -124,6 +124,17 @@ TEST(Tracing, FindsTheEventsFromTheLastToTheFirstWithTheirLogLevels) {
                                     "TRACE2 9", "TRACE1 8", "STATE_CHANGE 7", "INFO 6", "ERROR 3"));
 }
 
+// So the tools that recorded are those that go with the library, not others of the machine.
+TEST(Tracing, NamesTheGenerationOfTheTracerThatTheLibraryIsBuiltWith) {
+    TracingSession session;
+    session.run({PEER_TRACEEMITTER, "all"});
+    session.finish();
+    const std::string metadata = session.metadata();
+    EXPECT_EQ(numberAfter("tracer_major = ", metadata, 0) + '.' +
+                  numberAfter("tracer_minor = ", metadata, 0),
+              LTTNG_UST_GENERATION);
+}
+
 TEST(Tracing, AtLevelInfoRecordsErrorsAndAbnormalConditionsOnly) {
     TracingSession session({"--loglevel=TRACE_INFO"});
     session.run({PEER_TRACEEMITTER, "all"});
