@@ -3,6 +3,8 @@
 #   make demo                 builds everything and shows it at work
 #   make check                runs the tests; SAN=thread or SAN=address for a sanitizer build
 #   make check-lttng-2.12     runs the tests of tracing with LTTng-UST 2.12 and its session daemon
+#   make check-abi            compares the libraries' binary interfaces with those they are meant to have;
+#                             make update-abi renews these, for a change that is meant
 #   make build                builds; PRESET=debug, clang, ... picks another preset
 #   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
@@ -21,11 +23,12 @@ SEED ?=
 PRESET ?= $(if $(SAN),$(SAN),release)
 JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
+ARCH ?= $(shell uname -m)
 FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
 .PHONY: packages build demo check install bench format lint clean models chaos bench-itc fuzz \
-	check-lttng-2.12
+	check-lttng-2.12 check-abi update-abi
 
 packages:
 	@tools/install-packages
@@ -48,6 +51,12 @@ check-lttng-2.12: packages
 	@cmake --build --preset lttng-2.12 --parallel $(JOBS)
 	@ctest --preset lttng-2.12 --parallel $(JOBS); result=$$?; \
 	    grep -E '^(passed|FAILED): ' build/lttng-2.12/Testing/Temporary/LastTest.log; exit $$result
+
+check-abi update-abi: packages
+	@tools/install-packages abi
+	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
+	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target quoria itc tpt
+	@tests/abi/checkAbi.sh $(FOLDER) $(ARCH) $(if $(filter update-abi,$@),--update,)
 
 install: build
 	@cmake --install $(FOLDER) --prefix $(abspath $(PREFIX))
