@@ -36,6 +36,14 @@ Command operator+(Command left, const Command& right) {
 
 // Without what the caller may have set for the tracer, but for which tools are its own: with those
 // of another folder in the PATH goes the consumer daemon that their session daemon is to start.
+int numberAfter(const std::string& key, const std::string& text, std::size_t from = 0) {
+    const std::size_t found = text.find(key, from);
+    if (found == std::string::npos) {
+        throw std::runtime_error("the trace does not tell \"" + key + '"');
+    }
+    return std::stoi(text.substr(found + key.size()));
+}
+
 Command withEnvironment(const std::filesystem::path& folder) {
     Command words = {"env"};
     for (char** variable = environ; *variable != nullptr; ++variable) {
@@ -45,6 +53,7 @@ Command withEnvironment(const std::filesystem::path& folder) {
         }
     }
     return words + Command{"LTTNG_HOME=" + folder.string(),
+                           "ITC_DOMAIN=" + (folder / "domain").string(),
                            "LTTNG_UST_REGISTER_TIMEOUT=-1",  // waits as long as it takes
                            "LC_ALL=C"};
 }
@@ -91,8 +100,8 @@ TracingSession::~TracingSession() {
     removeFiles();
 }
 
-void TracingSession::run(const Command& program) {
-    requireAsUser(program);
+std::string TracingSession::run(const Command& program) {
+    return requireAsUser(program);
 }
 
 std::vector<RecordedEvent> TracingSession::finish() {
@@ -106,6 +115,24 @@ std::vector<RecordedEvent> TracingSession::finish() {
         }
     }
     return events;
+}
+
+std::vector<std::pair<std::string, int>> TracingSession::logLevels() {
+    const std::string text = metadata();
+    const std::string name = "name = \"" + std::string(kProvider);
+    std::vector<std::pair<std::string, int>> levels;
+    for (std::size_t event = 0; (event = text.find(name, event)) != std::string::npos;) {
+        event += name.size();
+        levels.emplace_back(text.substr(event, text.find('"', event) - event),
+                            numberAfter("loglevel = ", text, event));
+    }
+    return levels;
+}
+
+std::string TracingSession::generation() {
+    const std::string text = metadata();
+    return std::to_string(numberAfter("tracer_major = ", text)) + '.' +
+           std::to_string(numberAfter("tracer_minor = ", text));
 }
 
 std::string TracingSession::metadata() {

@@ -14,6 +14,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 using Command = std::vector<std::string>;
@@ -34,13 +35,16 @@ public:
     TracingSession& operator=(const TracingSession&) = delete;
 
     // Runs a program, which waits at its start until the daemon has enabled its events, and which
-    // must end with status 0.
-    void run(const Command& program);
+    // must end with status 0. Returns what it has written to standard output. Its mailboxes are in
+    // a domain of the session's own.
+    std::string run(const Command& program);
 
     // Ends the recording and reads it, oldest event first.
     std::vector<RecordedEvent> finish();
-    // The trace's own description of the events, of a recording that is finished.
-    std::string metadata();
+    // The events and their log levels as a recording that is finished describes them, in its order.
+    std::vector<std::pair<std::string, int>> logLevels();
+    // "major.minor" of the tracer that has made a recording that is finished.
+    std::string generation();
 
 private:
     void assumeUser();
@@ -48,6 +52,7 @@ private:
     void awaitDaemon();
     void stopDaemon();
     void removeFiles();
+    std::string metadata();
     QuoriaTest::Outcome execute(const Command& program);
     QuoriaTest::Outcome executeAsUser(const Command& program);
     std::string requireAsUser(const Command& program);

@@ -13,6 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Pair;
 
 MATCHER_P2(Event, name, fields, std::string(name) + ": " + fields) {
     return arg.name == name && arg.fields == fields;
@@ -25,11 +26,6 @@ void PrintTo(const RecordedEvent& event, std::ostream* stream) {
 }
 
 namespace {
-
-std::string numberAfter(const std::string& key, const std::string& text, std::size_t position) {
-    const std::size_t number = text.find(key, position) + key.size();
-    return text.substr(number, text.find_first_not_of("0123456789", number) - number);
-}
 
 TEST(Tracing, RecordsTheTwentyEventsWithTheirFields) {
     TracingSession session;
@@ -109,19 +105,14 @@ TEST(Tracing, FindsTheEventsFromTheLastToTheFirstWithTheirLogLevels) {
     TracingSession session;
     session.run({PEER_TRACEEMITTER, "all"});
     session.finish();
-    const std::string metadata = session.metadata();
-    const std::string name = "name = \"com_talmor_pellon_quoria:";
-    std::vector<std::string> levels;
-    for (std::size_t event = 0; (event = metadata.find(name, event)) != std::string::npos;) {
-        event += name.size();
-        levels.push_back(metadata.substr(event, metadata.find('"', event) - event) + ' ' +
-                         numberAfter("loglevel = ", metadata, event));
-    }
-    EXPECT_THAT(levels, ElementsAre("TRACE_UTS7 14", "TRACE_UTS6 13", "TRACE_UTS5 12",
-                                    "TRACE_UTS4 11", "TRACE_UTS3 10", "TRACE_UTS2 9",
-                                    "TRACE_UTS1 8", "DATA 14", "SEND_SIG 7", "REC_SIG 7",
-                                    "TRACE7 14", "TRACE6 13", "TRACE5 12", "TRACE4 11", "TRACE3 10",
-                                    "TRACE2 9", "TRACE1 8", "STATE_CHANGE 7", "INFO 6", "ERROR 3"));
+    EXPECT_THAT(
+        session.logLevels(),
+        ElementsAre(Pair("TRACE_UTS7", 14), Pair("TRACE_UTS6", 13), Pair("TRACE_UTS5", 12),
+                    Pair("TRACE_UTS4", 11), Pair("TRACE_UTS3", 10), Pair("TRACE_UTS2", 9),
+                    Pair("TRACE_UTS1", 8), Pair("DATA", 14), Pair("SEND_SIG", 7),
+                    Pair("REC_SIG", 7), Pair("TRACE7", 14), Pair("TRACE6", 13), Pair("TRACE5", 12),
+                    Pair("TRACE4", 11), Pair("TRACE3", 10), Pair("TRACE2", 9), Pair("TRACE1", 8),
+                    Pair("STATE_CHANGE", 7), Pair("INFO", 6), Pair("ERROR", 3)));
 }
 
 // So the tools that recorded are those that go with the library, not others of the machine.
@@ -129,10 +120,7 @@ TEST(Tracing, NamesTheGenerationOfTheTracerThatTheLibraryIsBuiltWith) {
     TracingSession session;
     session.run({PEER_TRACEEMITTER, "all"});
     session.finish();
-    const std::string metadata = session.metadata();
-    EXPECT_EQ(numberAfter("tracer_major = ", metadata, 0) + '.' +
-                  numberAfter("tracer_minor = ", metadata, 0),
-              LTTNG_UST_GENERATION);
+    EXPECT_EQ(session.generation(), LTTNG_UST_GENERATION);
 }
 
 TEST(Tracing, AtLevelInfoRecordsErrorsAndAbnormalConditionsOnly) {
