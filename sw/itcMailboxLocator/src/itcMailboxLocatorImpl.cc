@@ -45,7 +45,9 @@ ItcMailboxLocatorImpl::~ItcMailboxLocatorImpl() {
 void ItcMailboxLocatorImpl::locate(const std::string& name,
                                    const std::function<void(unsigned int)>& callback) {
     const unsigned int identity = ++lastIdentity_;
-    pending_[identity] = callback;
+    // Copied before it is entered: a copy that throws must not leave an empty callback behind.
+    LocateCallback copy(callback);
+    pending_.insert_or_assign(identity, std::move(copy));
     itc_msg* indication = Itc::alloc(sizeof(Itc::LocateIndMsg), Itc::kLocateIndMsgNo);
     reinterpret_cast<Itc::LocateIndMsg*>(indication)->identity = identity;
     Itc::locateAsync(name.c_str(), &indication);

@@ -56,6 +56,33 @@ TEST_F(LocatorLifetime, ALocatorHandlesItsThreadsIndicationsFromTheStart) {
     EXPECT_TRUE(handlesIndications());
 }
 
+TEST_F(LocatorLifetime, ANumberThatIsTakenStaysWithWhoHasItUntilTheLocatorGoes) {
+    int taken = 0;
+    Subscription::getInstance().addMsgHandler(kLocateIndMsgNo, [&taken](const auto&) { ++taken; });
+    locate("server");
+
+    indicate(1, kFound);
+
+    EXPECT_EQ(taken, 1);
+    EXPECT_THAT(answers_, IsEmpty());
+    Locator::reset();
+    EXPECT_FALSE(handlesIndications());
+}
+
+TEST_F(LocatorLifetime, AResetEndsTheHandlingBeforeItDropsTheCallbacks) {
+    bool handledAtTheDrop = true;
+    const auto noteAtEnd = [&handledAtTheDrop](const int* token) {
+        handledAtTheDrop = handlesIndications();
+        delete token;
+    };
+    locator().locate("server",
+                     [held = std::shared_ptr<int>(new int(0), noteAtEnd)](unsigned int) {});
+
+    Locator::reset();
+
+    EXPECT_FALSE(handledAtTheDrop);
+}
+
 TEST_F(LocatorLifetime, AResetEndsTheHandlingAndForgetsAllRequestsSilently) {
     const auto owned = std::make_shared<int>();
     locator().locate("server", [owned](unsigned int) { FAIL() << "dropped"; });

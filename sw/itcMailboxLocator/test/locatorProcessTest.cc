@@ -1,46 +1,15 @@
 #include "locatorContractFixture.h"
+#include "peerProcess.h"
 
-#include <quoriaTest/childProcess.h>
 #include <quoriaTest/traceCapture.h>
-
-#include <signal.h>
 
 namespace {
 
-using QuoriaTest::ChildProcess;
+using QuoriaTest::PeerProcess;
 using QuoriaTest::TraceCapture;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-// Another process that owns a mailbox, from the end of the constructor on.
-class PeerProcess {
-public:
-    explicit PeerProcess(const std::string& mailboxName)
-        : child_({PEER_ITCMAILBOXLOCATORPEER, mailboxName}),
-          mailbox_(static_cast<unsigned int>(std::stoul(child_.readLine()))) {}
-    ~PeerProcess() {
-        if (!killed_) {
-            child_.write("\n");
-            EXPECT_EQ(child_.wait(), 0);
-        }
-    }
-    PeerProcess(const PeerProcess&) = delete;
-    PeerProcess& operator=(const PeerProcess&) = delete;
-
-    unsigned int mailbox() const { return mailbox_; }
-
-    void kill() {
-        killed_ = true;
-        child_.sendSignal(SIGKILL);
-        EXPECT_EQ(child_.wait(), -SIGKILL);
-    }
-
-private:
-    ChildProcess child_;
-    const unsigned int mailbox_;
-    bool killed_ = false;
-};
 
 class LocatorProcess : public QuoriaTest::LocatorContractFixture {};
 

@@ -1,7 +1,12 @@
 #include "locatorFixture.h"
 
+#include <quoriaTest/traceCapture.h>
+
 #include <limits>
+#include <memory>
+#include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace {
 
@@ -11,6 +16,7 @@ namespace LocateBlocks = QuoriaTest::LocateBlocks;
 using Quoria::ItcMailboxLocator::V1::ItcMailboxLocatorIf;
 using Quoria::ItcMailboxLocator::V1::ItcMailboxLocatorImpl;
 using QuoriaTest::kFound;
+using QuoriaTest::TraceCapture;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -21,6 +27,22 @@ struct CounterAccess {
 };
 unsigned int& lastIdentityOf(ItcMailboxLocatorImpl& locator);
 template struct CounterAccess<&ItcMailboxLocatorImpl::lastIdentity_>;
+
+// Something to be called that can't be copied once it is told so.
+class ThrowingCopy {
+public:
+    explicit ThrowingCopy(std::shared_ptr<const bool> refuses) : refuses_(std::move(refuses)) {}
+    ThrowingCopy(const ThrowingCopy& other) : refuses_(other.refuses_) {
+        if (*refuses_) {
+            throw std::runtime_error("no copy");
+        }
+    }
+    ThrowingCopy& operator=(const ThrowingCopy&) = delete;
+    void operator()(unsigned int) const {}
+
+private:
+    const std::shared_ptr<const bool> refuses_;
+};
 
 class LocatorRequest : public QuoriaTest::LocatorFixture {};
 
@@ -108,6 +130,20 @@ TEST_F(LocatorRequest, TheCallbackIsACopy) {
     indicate(1, kFound);
 
     EXPECT_EQ(calls, 1);
+}
+
+TEST_F(LocatorRequest, ACallbackThatCannotBeCopiedLeavesNoRequestBehind) {
+    const auto refusesCopies = std::make_shared<bool>(false);
+    const std::function<void(unsigned int)> callback = ThrowingCopy(refusesCopies);
+    *refusesCopies = true;
+
+    EXPECT_THROW(locator().locate("server", callback), std::runtime_error);
+
+    EXPECT_THAT(FakeItc::takeCalls(), IsEmpty());
+    const TraceCapture trace;
+    indicate(1, kFound);
+    EXPECT_THAT(trace.messages("ERROR"),
+                ElementsAre("Received locate indication with unexpected identity: 1"));
 }
 
 TEST_F(LocatorRequest, NoAnswerComesFromInsideTheRequest) {

@@ -1,4 +1,5 @@
 // The registry of the process. CTest gives each test a process, and so a registry, of its own.
+#include "components/earlyFile.h"
 #include "steadyClock.h"
 
 #include <quoria/startup/startupRegistrar.h>
@@ -103,6 +104,12 @@ TEST(StartupRegistry, TakesWhatARegistrarRegistersAndKeepsItWhenTheRegistrarGoes
 
     EXPECT_EQ(starts, 1);
     EXPECT_EQ(trace.count("TRACE1", "Starting 'clock'"), 1U);
+}
+
+TEST(StartupRegistry, TakesWhatAStaticObjectRegistersThatComesBeforeItsOwn) {
+    EXPECT_TRUE(StartupRegistryIf::getInstance().startAllParticipants(seconds(5)));
+
+    EXPECT_EQ(QuoriaTest::startsOfTheEarlyComponent(), 1);
 }
 
 TEST(StartupRegistry, TellsWhetherTheStartupFailed) {

@@ -211,6 +211,21 @@ TEST_F(StartupVerdict, AnAnswerAfterTheRegistryHasGivenUpChangesNothing) {
     EXPECT_THAT(trace.events(), IsEmpty());
 }
 
+// Only the participant that gives it hears of it.
+TEST_F(StartupVerdict, ASecondAnswerAfterTheRegistryHasGivenUpThrowsAndChangesNothing) {
+    Responder kept;
+    addV2("a", [&kept](const Responder& responder) { kept = responder; });
+    EXPECT_FALSE(start(seconds(0)));
+    kept->ready(true);
+    takeNotes();
+    const TraceCapture trace;
+
+    EXPECT_THROW(kept->ready(false), std::future_error);
+
+    EXPECT_THAT(takeNotes(), IsEmpty());
+    EXPECT_THAT(trace.events(), IsEmpty());
+}
+
 TEST_F(StartupVerdict, AResponderOutlivesTheRegistryIfItIsKept) {
     Responder kept;
     addV2("a", [&kept](const Responder& responder) { kept = responder; });

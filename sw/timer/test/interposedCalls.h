@@ -25,7 +25,8 @@ public:
         failingFd_ = fd;
         readError_ = error;
     }
-    // Called with "close <fd>" and "epoll_ctl DEL <fd>" before the call is made.
+    // Called with "close <fd>", "epoll_ctl ADD <fd>" and "epoll_ctl DEL <fd>" before the call is
+    // made.
     std::function<void(const std::string&)> onCall;
 
     // For the functions themselves.

@@ -38,6 +38,19 @@ TEST_F(TimerManagerStart, TheFirstStartMakesAMonotonicDescriptorAndDisarmsIt) {
     EXPECT_EQ(first.value.it_interval.tv_nsec, 0);
 }
 
+TEST_F(TimerManagerStart, TheNewDescriptorIsDisarmedBeforeTheLoopWatchesIt) {
+    Log made;
+    calls.onCall = [&made](const std::string& call) { made.push_back(call); };
+    os->onDisarm = [&made](int fd) { made.push_back("disarm " + std::to_string(fd)); };
+
+    start(5ms, a, 1);
+
+    const std::string fd = std::to_string(os->fd());
+    EXPECT_EQ(made, (Log{"disarm " + fd, "epoll_ctl ADD " + fd}));
+    calls.onCall = nullptr;
+    os->onDisarm = nullptr;
+}
+
 TEST_F(TimerManagerStart, LaterStartsUseTheSameDescriptor) {
     start(5ms, a, 1);
     start(1ms, a, 2);
