@@ -33,7 +33,10 @@ InterposedCalls* InterposedCalls::current() {
 }
 
 int InterposedCalls::takeReadError(int fd) {
-    return fd == failingFd_ ? std::exchange(readError_, 0) : 0;
+    if (fd != failingFd_ || readsBeforeError_-- > 0) {
+        return 0;
+    }
+    return std::exchange(readError_, 0);
 }
 
 extern "C" {

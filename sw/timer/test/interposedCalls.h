@@ -20,10 +20,11 @@ public:
     // The monotonic clock stands at `now` until it is set again.
     void setClock(std::chrono::nanoseconds now) { now_ = now; }
     std::chrono::nanoseconds clock() const { return now_; }
-    // The next read() of `fd` fails with that errno.
-    void failRead(int fd, int error) {
+    // The next read() of `fd` after `skipped` others fails with that errno.
+    void failRead(int fd, int error, int skipped = 0) {
         failingFd_ = fd;
         readError_ = error;
+        readsBeforeError_ = skipped;
     }
     // Called with "close <fd>", "epoll_ctl ADD <fd>" and "epoll_ctl DEL <fd>" before the call is
     // made.
@@ -40,6 +41,7 @@ private:
     std::chrono::nanoseconds now_ = kNotSet;
     int failingFd_ = -1;
     int readError_ = 0;
+    int readsBeforeError_ = 0;
 };
 
 #endif

@@ -11,6 +11,7 @@ namespace {
 thread_local bool onceFails = false;
 thread_local bool keyCreateFails = false;
 thread_local bool setSpecificFails = false;
+thread_local int failingStore = 0;  // counted from now on, or 0 for none
 
 }  // namespace
 
@@ -29,6 +30,9 @@ int __wrap_pthread_key_create(pthread_key_t* key, void (*destructor)(void*)) {
 
 int __real_pthread_setspecific(pthread_key_t key, const void* value);
 int __wrap_pthread_setspecific(pthread_key_t key, const void* value) {
+    if (value != nullptr && failingStore > 0 && --failingStore == 0) {
+        return ENOMEM;
+    }
     return setSpecificFails ? ENOMEM : __real_pthread_setspecific(key, value);
 }
 }
@@ -73,6 +77,37 @@ TEST(ThreadLocalFailure, AnInstanceThatCannotBeStoredServesItsCallerOnly) {
 
     EXPECT_EQ(Instance::getInstance(), Instance::getInstance());
     Instance::resetInstance();
+}
+
+struct Counted {
+    Counted() { ++alive; }
+    ~Counted() { --alive; }
+    Counted(const Counted&) = delete;
+    Counted& operator=(const Counted&) = delete;
+
+    static inline int alive = 0;
+};
+
+// To store null, as a reset does, needs no memory and can't fail.
+TEST(ThreadLocalFailure, OfAnyOneStoreCostsThatInstanceOnly) {
+    using Instance = ThreadLocalLinux<Counted, 14>;
+    constexpr int kRounds = 4;
+    for (int failingRound = 1; failingRound <= kRounds; ++failingRound) {
+        failingStore = failingRound;
+        for (int round = 1; round <= kRounds; ++round) {
+            Counted* const first = Instance::getInstance();
+            Counted* const second = Instance::getInstance();
+            ASSERT_NE(first, nullptr);
+            EXPECT_EQ(first == second, round != failingRound);
+            EXPECT_EQ(Instance::peekInstance(), second);
+            if (round == failingRound) {
+                delete first;
+            }
+            Instance::resetInstance();
+            EXPECT_EQ(Instance::peekInstance(), nullptr);
+            EXPECT_EQ(Counted::alive, 0);
+        }
+    }
 }
 
 }  // namespace
