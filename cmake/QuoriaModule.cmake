@@ -39,6 +39,8 @@ function(quoria_test name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${arg_PRIVATE_FOLDERS})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} quoria_testSupport)
+  # A test is compiled more often than it is run. What it tests is compiled as for users.
+  target_compile_options(${name} PRIVATE -O0)
   foreach(peer IN LISTS arg_PEERS)
     string(TOUPPER ${peer} macro)
     target_compile_definitions(${name} PRIVATE PEER_${macro}="$<TARGET_FILE:${peer}>")

@@ -75,7 +75,7 @@ struct Operation<Result(Arguments...)> {
 // frees it as well.
 template <typename Recorded>
 Calls destroyThroughTable(std::size_t place) {
-    auto* const ended = new Recorded;
+    auto* const ended = ::new Recorded;
     Operation<void()>::callAt(place, ended);
     ::operator delete(ended);
     addCall("-");
