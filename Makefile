@@ -82,6 +82,7 @@ fuzz: packages
 
 bench: build
 	@set -e; for bench in $(FOLDER)/bin/*Bench; do echo "== $$bench"; $$bench; done
+	@bench/trace/countStatement.sh $(FOLDER)/bin/countedTraceLoops || test $$? = 77
 
 # Contenders whose package can't be installed are left out.
 bench-itc: packages
