@@ -46,9 +46,9 @@ std::string firstLineOf(const std::string& path) {
 
 Mapping openInbox(const Domain& domain, std::uint32_t slot) {
     const std::string path = Domain::processFolder(slot) + "/inbox";
-    const Descriptor file(openat(domain.folder(), path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    const Descriptor file = domain.folder().open(path, O_RDONLY);
     struct stat status = {};
-    if (!file || fstat(file.get(), &status) != 0 ||
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
         static_cast<std::size_t>(status.st_size) != kInboxSize) {
         return Mapping();
     }
@@ -103,7 +103,7 @@ void listProcess(const Domain& domain, std::uint32_t slot, std::vector<Listed>& 
     }
     std::map<std::uint32_t, std::map<std::uint32_t, std::string>> names;
     const std::string folder = Domain::processFolder(slot);
-    listFolder(domain.folder(), folder, [&](const char* entry) {
+    domain.folder().list(folder, [&](const char* entry) {
         unsigned id = 0;
         unsigned number = 0;
         if (std::sscanf(entry, "name-%8x-%u", &id, &number) == 2) {
@@ -138,7 +138,7 @@ bool forEachProcess(const std::function<void(Domain& domain, std::uint32_t slot)
     }
     domain->sweepDead();
     std::set<std::uint32_t> slots;
-    listFolder(domain->folder(), ".", [&](const char* entry) {
+    domain->folder().list(".", [&](const char* entry) {
         unsigned slot = 0;
         if (std::sscanf(entry, "process-%4u", &slot) == 1 && isSlot(slot) &&
             domain->isAlive(slot)) {
@@ -200,7 +200,7 @@ int listMailboxes(bool (*visit)(const itc_mailbox_info* info, void* context), vo
 std::uint64_t memoryOf(const Domain& domain, std::uint32_t slot) {
     struct stat status = {};
     const std::string inbox = Domain::processFolder(slot) + "/inbox";
-    const bool isThere = fstatat(domain.folder(), inbox.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+    const bool isThere = domain.folder().examine(inbox, status);
     return isThere ? static_cast<std::uint64_t>(status.st_blocks) * 512 : 0;
 }
 

@@ -48,12 +48,17 @@ std::unique_ptr<Domain> Domain::open(const std::string& path) {
     if (!domain->openFolder(path) || !domain->openControl() || !domain->makeFolder("names")) {
         return nullptr;
     }
+    if (!domain->folder_.keepOpen("names")) {
+        fail("can't open the names in the mailbox domain", errno);
+        return nullptr;
+    }
     return domain;
 }
 
 bool Domain::openFolder(const std::string& path) {
     const auto openIt = [this, &path] {
-        folder_ = Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        folder_ = Folder(
+            Descriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
         return static_cast<bool>(folder_);
     };
     if (!openIt() && errno == ENOENT) {
@@ -68,7 +73,7 @@ bool Domain::openFolder(const std::string& path) {
         return fail("can't open the mailbox domain " + path + hint, errno);
     }
     struct stat status = {};
-    if (fstat(folder_.get(), &status) != 0) {
+    if (fstat(folder_.descriptor(), &status) != 0) {
         return fail("can't examine the mailbox domain " + path, errno);
     }
     if ((status.st_mode & S_IRWXO) != 0) {
@@ -91,8 +96,7 @@ bool Domain::openFolder(const std::string& path) {
 
 bool Domain::openControl() {
     do {
-        controlFile_ = Descriptor(
-            openat(folder_.get(), kControlFile, O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+        controlFile_ = folder_.open(kControlFile, O_RDWR);
         if (!controlFile_ && errno != ENOENT) {
             return fail("can't open the control file of the mailbox domain", errno);
         }
@@ -129,7 +133,7 @@ bool Domain::openControl() {
 
 // Fills the file before it has a name, so that it is never seen half-made.
 bool Domain::createControl() {
-    Descriptor file(openat(folder_.get(), ".", O_TMPFILE | O_RDWR | O_CLOEXEC, fileMode_));
+    const Descriptor file = folder_.open(".", O_TMPFILE | O_RDWR, fileMode_);
     if (!file) {
         return fail("can't make the control file of the mailbox domain", errno);
     }
@@ -148,7 +152,8 @@ bool Domain::createControl() {
         return fail("can't write the control file of the mailbox domain", count < 0 ? errno : EIO);
     }
     const std::string self = "/proc/self/fd/" + std::to_string(file.get());
-    if (linkat(AT_FDCWD, self.c_str(), folder_.get(), kControlFile, AT_SYMLINK_FOLLOW) != 0 &&
+    if (linkat(AT_FDCWD, self.c_str(), folder_.descriptor(), kControlFile, AT_SYMLINK_FOLLOW) !=
+            0 &&
         errno != EEXIST) {
         return fail("can't name the control file of the mailbox domain", errno);
     }
@@ -156,9 +161,7 @@ bool Domain::createControl() {
 }
 
 bool Domain::openToMembers(const std::string& name, mode_t mode) const {
-    return (!isShared_ || fchownat(folder(), name.c_str(), static_cast<uid_t>(-1), group_,
-                                   AT_SYMLINK_NOFOLLOW) == 0) &&
-           fchmodat(folder(), name.c_str(), mode, 0) == 0;
+    return (!isShared_ || folder_.setGroup(name, group_)) && folder_.setMode(name, mode);
 }
 
 bool Domain::openToMembers(const Descriptor& file) const {
@@ -170,17 +173,16 @@ bool Domain::openToMembers(const Descriptor& file) const {
 bool Domain::makeFolder(const std::string& name) const {
     constexpr int kAttempts = 10;  // a sweep may take the half-made folder for one of the dead
     for (int attempt = 1;; ++attempt) {
-        if (faccessat(folder(), name.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
+        if (folder_.has(name)) {
             return true;
         }
         const std::string halfMade = "new-folder-" + std::to_string(nextNameSequence());
-        if (mkdirat(folder(), halfMade.c_str(), folderMode_) == 0 &&
-            openToMembers(halfMade, folderMode_) &&
-            renameat2(folder(), halfMade.c_str(), folder(), name.c_str(), RENAME_NOREPLACE) == 0) {
+        if (folder_.makeFolder(halfMade, folderMode_) && openToMembers(halfMade, folderMode_) &&
+            folder_.rename(halfMade, name, true)) {
             return true;
         }
         const int error = errno;
-        unlinkat(folder(), halfMade.c_str(), AT_REMOVEDIR);  // what stays is swept
+        folder_.removeFolder(halfMade);  // what stays is swept
         if (error == EEXIST) {
             return true;
         }
@@ -191,15 +193,14 @@ bool Domain::makeFolder(const std::string& name) const {
 }
 
 bool Domain::makeFifo(const std::string& name) const {
-    if (mkfifoat(folder(), name.c_str(), fileMode_) != 0 || !openToMembers(name, fileMode_)) {
+    if (!folder_.makeFifo(name, fileMode_) || !openToMembers(name, fileMode_)) {
         return fail("can't make " + name + " in the mailbox domain", errno);
     }
     return true;
 }
 
 Descriptor Domain::makeFile(const std::string& name) const {
-    Descriptor file(openat(folder(), name.c_str(),
-                           O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, fileMode_));
+    Descriptor file = folder_.open(name, O_RDWR | O_CREAT | O_EXCL, fileMode_);
     if (!file || !openToMembers(file)) {
         const int error = errno;
         fail("can't make " + name + " in the mailbox domain", error);

@@ -13,6 +13,7 @@
 #define ITC_DOMAIN_H
 
 #include "descriptor.h"
+#include "folder.h"
 #include "layout.h"
 #include "mapping.h"
 #include "zeroedArray.h"
@@ -34,8 +35,7 @@ public:
     // Opens the domain at `path`, making what is missing. Null on failure.
     static std::unique_ptr<Domain> open(const std::string& path);
 
-    // The folder, for the ...at() calls.
-    int folder() const { return folder_.get(); }
+    const Folder& folder() const { return folder_; }
     ControlSlot& slot(std::uint32_t slot) const { return control().slots[slot]; }
     std::uint64_t nextNameSequence() const { return control().nameSequence.fetch_add(1); }
 
@@ -78,7 +78,7 @@ private:
     bool removeDead(std::uint32_t slot) const;
     Control& control() const { return *control_.as<Control>(); }
 
-    Descriptor folder_;
+    Folder folder_;
     Descriptor controlFile_;
     Mapping control_;
     bool isShared_ = false;  // by the members of a group

@@ -3,6 +3,7 @@
 #include "domain.h"
 #include "error.h"
 #include "folder.h"
+#include "names.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -119,7 +120,7 @@ void Domain::sweepIfDead(std::uint32_t dead) {
 }
 
 void Domain::sweepDead() {
-    listFolder(folder(), ".", [this](const char* name) {
+    folder_.list(".", [this](const char* name) {
         for (const char* prefix : {kProcessPrefix, kHalfMadePrefix}) {
             if (startsWith(name, prefix)) {
                 const unsigned long found = std::strtoul(name + std::strlen(prefix), nullptr, 10);
@@ -129,15 +130,14 @@ void Domain::sweepDead() {
             }
         }
         if (startsWith(name, kHalfMadeFolderPrefix)) {
-            unlinkat(folder(), name, AT_REMOVEDIR);  // whoever is still making it tries again
+            folder_.removeFolder(name);  // whoever is still making it tries again
         }
     });
 }
 
 bool Domain::removeDead(std::uint32_t slot) const {
     // Senders map the inbox of the dead until they notice; what it holds need not wait for that.
-    const Descriptor inbox(openat(folder(), (processFolder(slot) + "/inbox").c_str(),
-                                  O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    const Descriptor inbox = folder_.open(processFolder(slot) + "/inbox", O_RDWR);
     struct stat status = {};
     if (inbox && fstat(inbox.get(), &status) == 0 && S_ISREG(status.st_mode) &&
         static_cast<std::size_t>(status.st_size) == kInboxSize) {
@@ -152,17 +152,12 @@ bool Domain::removeTraces(std::uint32_t slot) const {
     bool removed = true;
     for (const std::string& process :
          {processFolder(slot), std::string("new-") + processFolder(slot)}) {
-        listFolder(folder(), process, [this, &process](const char* name) {
-            const std::string entry = process + "/" + name;
-            const std::string target = readLink(folder(), entry);
-            if (target.rfind("names/", 0) == 0 && target.find("/..") == std::string::npos) {
-                unlinkat(folder(), target.c_str(), 0);
-                unlinkat(folder(), target.substr(0, target.rfind('/')).c_str(), AT_REMOVEDIR);
-            }
-            unlinkat(folder(), entry.c_str(), 0);
+        folder_.list(process, [this, &process](const char* name) {
+            const std::string link = process + "/" + name;
+            removeEntry(*this, readEntry(*this, link), link);
         });
-        unlinkat(folder(), process.c_str(), AT_REMOVEDIR);
-        removed = removed && faccessat(folder(), process.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) != 0;
+        folder_.removeFolder(process);
+        removed = removed && !folder_.has(process);
     }
     return removed;
 }

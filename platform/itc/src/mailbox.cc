@@ -29,8 +29,7 @@ std::unique_ptr<Mailbox> Mailbox::create(Process& process, std::uint32_t bellNum
     if (!presence || !process.home().makeFifo(path)) {
         return nullptr;
     }
-    mailbox->bell_ = Descriptor(openat(process.home().folder(), path.c_str(),
-                                       O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    mailbox->bell_ = process.home().folder().open(path, O_RDWR);
     mailbox->epoll_ = Descriptor(epoll_create1(EPOLL_CLOEXEC));
     mailbox->watches_.reportTo(mailbox->epoll_.get());
     epoll_event event = {};
@@ -38,7 +37,7 @@ std::unique_ptr<Mailbox> Mailbox::create(Process& process, std::uint32_t bellNum
     if (!mailbox->bell_ || !mailbox->epoll_ ||
         epoll_ctl(mailbox->epoll_.get(), EPOLL_CTL_ADD, mailbox->bell_.get(), &event) != 0) {
         fail("can't make the descriptors of a mailbox", errno);
-        unlinkat(process.home().folder(), path.c_str(), 0);  // if it stays, the sweep finds it
+        process.home().folder().remove(path);  // if it stays, the sweep finds it
         return nullptr;
     }
     return mailbox;

@@ -70,22 +70,13 @@ bool makeEntry(const Domain& domain, const std::string& folder, const std::strin
     return false;
 }
 
-// Removes what `link` points to, and the folder around that if it was the last entry, and `link`.
-// What is gone already is as good.
-void removeEntry(const Domain& domain, const std::string& link, const std::string& folder,
-                 const std::string& entry) {
-    unlinkat(domain.folder(), (folder + "/" + entry).c_str(), 0);
-    unlinkat(domain.folder(), folder.c_str(), AT_REMOVEDIR);
-    unlinkat(domain.folder(), link.c_str(), 0);
-}
-
-bool makeLinkedEntry(const Domain& domain, const std::string& link, const std::string& folder,
-                     const std::string& entry) {
-    if (symlinkat((folder + "/" + entry).c_str(), domain.folder(), link.c_str()) != 0) {
+bool makeLinkedEntry(const Domain& domain, const std::string& link, const Entry& entry) {
+    const std::string folder = folderOf(entry.name);
+    if (!domain.folder().makeLink(link, folder + "/" + entry.own)) {
         return fail("can't make " + link + " in the mailbox domain", errno);
     }
-    if (!makeEntry(domain, folder, entry)) {
-        removeEntry(domain, link, folder, entry);
+    if (!makeEntry(domain, folder, entry.own)) {
+        removeEntry(domain, entry, link);
         return false;
     }
     return true;
@@ -131,31 +122,42 @@ std::string decodeName(const std::string& encoded) {
     return name;
 }
 
+Entry readEntry(const Domain& domain, const std::string& link) {
+    const std::string target = domain.folder().readLink(link);
+    const std::string names = folderOf("");
+    const std::size_t slash = target.find('/', names.size());
+    if (target.compare(0, names.size(), names) != 0 || slash == std::string::npos) {
+        return {};
+    }
+    return {target.substr(names.size(), slash - names.size()), target.substr(slash + 1)};
+}
+
+void removeEntry(const Domain& domain, const Entry& entry, const std::string& link) {
+    if (!entry.name.empty()) {
+        domain.folder().remove(folderOf(entry.name) + "/" + entry.own);
+        domain.folder().removeFolder(folderOf(entry.name));
+    }
+    domain.folder().remove(link);
+}
+
 bool takeName(const Domain& domain, std::uint32_t mailbox, const std::string& encoded,
               std::uint32_t number) {
-    return makeLinkedEntry(domain, nameLink(mailbox, number), folderOf(encoded),
-                           holderEntry(domain.nextNameSequence(), mailbox));
+    return makeLinkedEntry(domain, nameLink(mailbox, number),
+                           {encoded, holderEntry(domain.nextNameSequence(), mailbox)});
 }
 
 void dropName(const Domain& domain, std::uint32_t mailbox, std::uint32_t number) {
     const std::string link = nameLink(mailbox, number);
-    const std::string target = readLink(domain.folder(), link);
-    const std::size_t slash = target.rfind('/');
-    if (slash != std::string::npos) {
-        removeEntry(domain, link, target.substr(0, slash), target.substr(slash + 1));
-    }
+    removeEntry(domain, readEntry(domain, link), link);
 }
 
 std::string nameOf(const Domain& domain, std::uint32_t mailbox, std::uint32_t number) {
-    const std::string target = readLink(domain.folder(), nameLink(mailbox, number));
-    const std::size_t first = target.find('/');
-    const std::size_t last = target.rfind('/');
-    return first == last ? std::string() : target.substr(first + 1, last - first - 1);
+    return readEntry(domain, nameLink(mailbox, number)).name;
 }
 
 std::uint32_t oldestHolder(Domain& domain, const std::string& encoded) {
     std::vector<std::pair<std::uint64_t, std::uint32_t>> holders;
-    listFolder(domain.folder(), folderOf(encoded), [&holders](const char* entry) {
+    domain.folder().list(folderOf(encoded), [&holders](const char* entry) {
         std::uint64_t sequence = 0;
         std::uint32_t mailbox = 0;
         if (readHolder(entry, sequence, mailbox)) {
@@ -177,19 +179,19 @@ std::uint32_t oldestHolder(Domain& domain, const std::string& encoded) {
 
 bool leaveNote(const Domain& domain, const std::string& encoded, std::uint32_t mailbox,
                std::uint32_t request) {
-    return makeLinkedEntry(domain, noteLink(mailbox, request), folderOf(encoded),
-                           noteEntry(mailbox, request));
+    return makeLinkedEntry(domain, noteLink(mailbox, request),
+                           {encoded, noteEntry(mailbox, request)});
 }
 
 void removeNote(const Domain& domain, const std::string& encoded, std::uint32_t mailbox,
                 std::uint32_t request) {
-    removeEntry(domain, noteLink(mailbox, request), folderOf(encoded), noteEntry(mailbox, request));
+    removeEntry(domain, {encoded, noteEntry(mailbox, request)}, noteLink(mailbox, request));
 }
 
 void forEachNote(const Domain& domain, const std::string& encoded,
                  const std::function<void(std::uint32_t mailbox, std::uint32_t request)>& visit) {
     std::vector<std::pair<unsigned, unsigned>> notes;
-    listFolder(domain.folder(), folderOf(encoded), [&notes](const char* entry) {
+    domain.folder().list(folderOf(encoded), [&notes](const char* entry) {
         unsigned mailbox = 0;
         unsigned request = 0;
         if (std::sscanf(entry, "note-%8x-%8x", &mailbox, &request) == 2) {

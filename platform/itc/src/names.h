@@ -33,6 +33,17 @@ void dropName(const Domain& domain, std::uint32_t mailbox, std::uint32_t number)
 // The encoded `number`-th name of `mailbox`, "" if it has none.
 std::string nameOf(const Domain& domain, std::uint32_t mailbox, std::uint32_t number);
 
+// What is under a name: that a mailbox has it, or waits for it.
+struct Entry {
+    std::string name;  // encoded; "" for no entry
+    std::string own;   // its own name, in the folder of that one
+};
+// The entry that a link in the folder of a process points to. Other members may have written it.
+Entry readEntry(const Domain& domain, const std::string& link);
+// Removes the entry, and the folder around it if it was the last one, and the link. What is gone
+// already is as good.
+void removeEntry(const Domain& domain, const Entry& entry, const std::string& link);
+
 // The mailbox that has had the name longest, 0 if none has it. Sweeps the dead whom it meets.
 std::uint32_t oldestHolder(Domain& domain, const std::string& encoded);
 

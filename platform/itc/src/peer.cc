@@ -50,13 +50,13 @@ Outcome Peer::attach(const Domain& domain, std::uint32_t slot, std::uint32_t own
     if (!domain.isAlive(slot)) {
         return Outcome::kGone;
     }
-    Descriptor file(openat(domain.folder(), (Domain::processFolder(slot) + "/inbox").c_str(),
-                           O_RDWR | O_NOFOLLOW | O_CLOEXEC));
+    Descriptor file = domain.folder().open(Domain::processFolder(slot) + "/inbox", O_RDWR);
     if (!file) {
         return without("can't open the inbox", errno);
     }
     struct stat status = {};
-    if (fstat(file.get(), &status) != 0 || static_cast<std::size_t>(status.st_size) != kInboxSize) {
+    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        static_cast<std::size_t>(status.st_size) != kInboxSize) {
         return without("wrong size of the inbox", 0);
     }
     const std::size_t lanePage = (kLanesOffset + ownSlot * sizeof(Lane)) & ~(kPage - 1);
@@ -96,11 +96,16 @@ Outcome Peer::openBell(std::uint32_t number, int& bell) {
     }
     if (!bells_[number]) {
         const std::string path = Domain::processFolder(slot_) + "/bell-" + std::to_string(number);
-        bells_[number] = Descriptor(
-            openat(domain_.folder(), path.c_str(), O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
-        if (!bells_[number]) {
+        Descriptor opened = domain_.folder().open(path, O_RDWR);
+        if (!opened) {
             return withoutPeer(domain_, slot_, incarnation_, "can't open a bell", errno);
         }
+        // Strokes must not be written into a file that somebody has put there.
+        struct stat status = {};
+        if (fstat(opened.get(), &status) != 0 || !S_ISFIFO(status.st_mode)) {
+            return withoutPeer(domain_, slot_, incarnation_, "no bell is the one", 0);
+        }
+        bells_[number] = std::move(opened);
     }
     bell = bells_[number].get();
     return Outcome::kDone;

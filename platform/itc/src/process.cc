@@ -158,8 +158,7 @@ bool Process::build() {
     if (!domain_.makeFolder(halfMade) || !domain_.makeFifo(halfMade + "/life")) {
         return false;
     }
-    life_ = Descriptor(openat(domain_.folder(), (halfMade + "/life").c_str(),
-                              O_RDWR | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    life_ = domain_.folder().open(halfMade + "/life", O_RDWR);
     if (!life_) {
         return fail("can't join the mailbox domain", errno);
     }
@@ -167,7 +166,7 @@ bool Process::build() {
     if (inbox_ == nullptr) {
         return false;
     }
-    if (renameat(domain_.folder(), halfMade.c_str(), domain_.folder(), folder().c_str()) != 0) {
+    if (!domain_.folder().rename(halfMade, folder(), false)) {
         return fail("can't join the mailbox domain", errno);
     }
     return true;

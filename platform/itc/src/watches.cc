@@ -64,8 +64,7 @@ Outcome Watches::followProcess(Domain& domain, std::uint32_t slot) {
     }
     const std::string what = "can't follow the life of process slot " + std::to_string(slot);
     const std::uint32_t incarnation = domain.slot(slot).incarnation.load();
-    Descriptor fifo(openat(domain.folder(), (Domain::processFolder(slot) + "/life").c_str(),
-                           O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC));
+    Descriptor fifo = domain.folder().open(Domain::processFolder(slot) + "/life", O_RDONLY);
     if (!fifo) {
         if (errno == ENOENT) {
             return Outcome::kGone;

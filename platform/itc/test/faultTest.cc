@@ -288,6 +288,16 @@ TEST(DescriptorShortage, MakesNoMonitorAndTellsOfNoDeath) {
     EXPECT_EQ(receive(ITC_NO_WAIT), nullptr);
 }
 
+TEST(DescriptorShortage, LeavesNoNameAndNoNoteBehind) {
+    itc_create_mailbox("brief", 0);
+    locateAsync("never there");
+    {
+        const NoDescriptors shortage;
+        itc_delete_mailbox(itc_current_mbox());
+    }
+    EXPECT_EQ(namesInDomain(), std::vector<std::string>());
+}
+
 TEST(DescriptorShortage, DoesNotHinderWhoHasExchangedMessages) {
     const OwnMailbox mine;
     ChildProcess other([](Channel& test) {

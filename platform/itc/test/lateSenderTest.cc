@@ -30,7 +30,7 @@ extern "C" __attribute__((visibility("default"))) int openat(int folder, const c
                                                              int flags, ...) {
     static auto* const next =
         reinterpret_cast<int (*)(int, const char*, int, ...)>(dlsym(RTLD_NEXT, "openat"));
-    if (std::strstr(path, "/bell-") != nullptr) {
+    if (std::strncmp(path, "bell-", 5) == 0) {
         if (const std::function<void()> before = std::exchange(beforeBell_, nullptr); before) {
             before();
         }
