@@ -1,5 +1,7 @@
 #include "heapBlocks.h"
 
+#include "threadEnd.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdlib>
@@ -79,15 +81,12 @@ private:
 
 std::array<Depot, kSizes.size()> depots;
 
-// Whether the thread has no OwnBlocks any more; it may free messages even then.
-thread_local bool ended = false;
-
 // The blocks of one thread: for each size one chain to take from and give to, and a full one in
 // reserve, so that a thread at the edge of a chain does not go to the depot for every message.
+// Where they can't be freed at the end of the thread, it has none.
 class OwnBlocks {
 public:
-    ~OwnBlocks() {
-        ended = true;
+    void freeAtThreadEnd() {
         for (auto& [chain, reserve] : kept_) {
             freeAll(std::exchange(chain, {}));
             freeAll(std::exchange(reserve, {}));
@@ -96,13 +95,17 @@ public:
 
     Block* take(std::size_t size) {
         auto& [chain, reserve] = kept_[size];
-        if (chain.length == 0 && !ended) {
-            chain = reserve.length != 0 ? std::exchange(reserve, {}) : depots[size].take();
+        if (chain.length == 0) {
+            if (reserve.length != 0) {
+                chain = std::exchange(reserve, {});
+            } else if (mayKeep()) {
+                chain = depots[size].take();
+            }
         }
         return chain.length != 0 ? chain.pop() : nullptr;
     }
     bool give(Block* block, std::size_t size) {
-        if (ended) {
+        if (!mayKeep()) {
             return false;
         }
         auto& [chain, reserve] = kept_[size];
@@ -121,10 +124,22 @@ private:
         Chain chain;
         Chain reserve;
     };
+
+    static bool mayKeep();
+
     std::array<Kept, kSizes.size()> kept_;
 };
 
+// A thread may use messages even after this: then there is something to free once more.
 thread_local OwnBlocks ownBlocks;
+thread_local ThreadEndTask freeingTask{[](bool) {
+    ownBlocks.freeAtThreadEnd();
+    return false;
+}};
+
+bool OwnBlocks::mayKeep() {
+    return freeingTask.isExpected || doAtThreadEnd(freeingTask) == 0;
+}
 
 }  // namespace
 

@@ -1,6 +1,7 @@
 #include "process.h"
 
 #include "error.h"
+#include "threadEnd.h"
 
 #include <cerrno>
 #include <set>
@@ -15,11 +16,6 @@ namespace itc {
 
 namespace {
 
-// A thread's mailbox outlives the destructors of its other thread-specific values, so that these
-// may still send: it is deleted in the third of the (at least four) rounds that a thread makes at
-// its end.
-constexpr int kRoundsBeforeDeletion = 2;
-
 std::mutex joinMutex_;  // held across a fork, so that no half-open descriptor slips into the child
 std::atomic<Domain*> theDomain{nullptr};
 std::atomic<Process*> theProcess{nullptr};
@@ -28,27 +24,26 @@ const char* thePath = nullptr;  // guarded by joinMutex_
 // What this process inherited from the one that it was forked from.
 std::atomic<Domain*> inheritedDomain{nullptr};
 
-pthread_key_t threadKey_;
 thread_local Mailbox* threadMailbox_ = nullptr;
-thread_local int threadRounds_ = 0;
 
-void atThreadEnd(void* mailbox) {
-    // If the value can't be set again, the mailbox ends a little earlier.
-    if (++threadRounds_ <= kRoundsBeforeDeletion && pthread_setspecific(threadKey_, mailbox) == 0) {
-        return;
+// A thread's mailbox outlives the destructors of its other thread-specific values, so that these
+// may still send.
+bool endThread(bool isLast) {
+    if (threadMailbox_ != nullptr && isLast) {
+        guarded([] { Process::joined()->deleteMailbox(threadMailbox_); });
     }
-    guarded([mailbox] {
-        if (Process* process = theProcess.load(); process != nullptr) {
-            process->deleteMailbox(static_cast<Mailbox*>(mailbox));
-        }
-    });
+    return threadMailbox_ != nullptr;
 }
+
+thread_local ThreadEndTask threadTask_{endThread};
 
 void beforeFork() {
     joinMutex_.lock();
+    lockThreadEnds();
 }
 
 void inParent() {
+    unlockThreadEnds();
     joinMutex_.unlock();
 }
 
@@ -62,16 +57,14 @@ void inChild() {
     }
     thePath = nullptr;
     threadMailbox_ = nullptr;
-    pthread_setspecific(threadKey_, nullptr);  // setting null needs no memory
+    unlockThreadEnds();
     joinMutex_.unlock();
 }
 
-bool prepareProcess() {
-    static const int failure = [] {
-        const int error = pthread_key_create(&threadKey_, atThreadEnd);
-        return error != 0 ? error : pthread_atfork(beforeFork, inParent, inChild);
-    }();
-    return failure == 0 || fail("can't prepare the process for mailboxes", failure);
+// Done when the library is loaded: another thread may fork while one makes the first call.
+int forkFailure_ = 0;
+__attribute__((constructor)) void prepareForks() {
+    forkFailure_ = pthread_atfork(beforeFork, inParent, inChild);
 }
 
 // With joinMutex_ held.
@@ -95,7 +88,6 @@ __attribute__((destructor)) void atProcessEnd() {
 
 const char* Process::domainPath() {
     const std::lock_guard<std::mutex> lock(joinMutex_);
-    prepareProcess();  // a forked child chooses for itself; the path is told even if it can't
     return choosePath();
 }
 
@@ -110,7 +102,11 @@ Domain* Process::domain() {
         return domain;
     }
     const std::lock_guard<std::mutex> lock(joinMutex_);
-    if (theDomain.load() == nullptr && prepareProcess()) {
+    if (forkFailure_ != 0) {
+        fail("can't prepare the process for mailboxes", forkFailure_);
+        return nullptr;
+    }
+    if (theDomain.load() == nullptr) {
         // Both stay until the process ends: other threads use them without a lock.
         theDomain.store(Domain::open(choosePath()).release(), std::memory_order_release);
     }
@@ -206,8 +202,7 @@ Mailbox* Process::createMailbox(const char* name) {
         return nullptr;
     }
     threadMailbox_ = mailbox;
-    threadRounds_ = 0;
-    const int error = pthread_setspecific(threadKey_, mailbox);
+    const int error = doAtThreadEnd(threadTask_);
     const bool named = name == nullptr || *name == '\0' || mailbox->addName(name);
     if (error != 0 || !named) {
         if (error != 0) {
@@ -258,7 +253,6 @@ void Process::deleteMailbox(Mailbox* mailbox) {
     mailbox->close();
     if (threadMailbox_ == mailbox) {
         threadMailbox_ = nullptr;
-        pthread_setspecific(threadKey_, nullptr);  // setting null needs no memory
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     table_[index].store(nullptr, std::memory_order_release);

@@ -110,6 +110,18 @@ constexpr bool kThreadSanitizer = false;
 constexpr bool kThreadSanitizer = false;
 #endif
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAnySanitizer = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kAnySanitizer = true;
+#else
+constexpr bool kAnySanitizer = kThreadSanitizer;
+#endif
+#else
+constexpr bool kAnySanitizer = kThreadSanitizer;
+#endif
+
 }  // namespace ItcTest
 
 #endif

@@ -5,9 +5,12 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
+#include <cstddef>
 #include <thread>
 #include <vector>
 
+#include <malloc.h>
 #include <pthread.h>
 
 using namespace ItcTest;
@@ -75,16 +78,99 @@ TEST(ThreadEnd, LeavesTheMailboxToThreadLocalObjects) {
     EXPECT_EQ(senderOf(receive(ITC_NO_WAIT)), its);
 }
 
-TEST(ThreadEnd, EndsAMailboxThatADestructorHasMade) {
-    if (kThreadSanitizer) {
-        GTEST_SKIP() << "the sanitizer has forgotten the thread by the time its mailbox ends";
+// A thread-specific value whose destructor makes a mailbox in one of the rounds, from 1.
+class Creating {
+public:
+    explicit Creating(int round) : round_(round) {
+        EXPECT_EQ(pthread_key_create(&key_, destroy), 0);
     }
-    static pthread_key_t key;
+    ~Creating() { EXPECT_EQ(pthread_key_delete(key_), 0); }
+    Creating(const Creating&) = delete;
+    Creating& operator=(const Creating&) = delete;
+
+    void setInThisThread() {
+        left_ = round_;
+        EXPECT_EQ(pthread_setspecific(key_, this), 0);
+    }
+    itc_mbox_id_t made() const { return made_; }
+
+private:
+    static void destroy(void* value) {
+        auto* self = static_cast<Creating*>(value);
+        if (--self->left_ > 0) {
+            EXPECT_EQ(pthread_setspecific(self->key_, self), 0);
+        } else {
+            self->made_ = itc_create_mailbox("late", 0);
+            sendNumber(self->made_, 1);
+        }
+    }
+
+    const int round_;
+    int left_ = 0;
+    itc_mbox_id_t made_ = ITC_NO_MAILBOX;
+    pthread_key_t key_ = 0;
+};
+
+class ThreadEndInRound : public testing::TestWithParam<int> {
+protected:
+    void SetUp() override {
+        if (kThreadSanitizer && GetParam() > 2) {
+            GTEST_SKIP() << "the sanitizer has forgotten the thread by the time its mailbox ends";
+        }
+    }
+    // The thread has ended, after all that its mailbox has done.
+    static void expectEnded(const Creating& creating) {
+        EXPECT_NE(creating.made(), ITC_NO_MAILBOX);
+        EXPECT_EQ(itc_locate("late"), ITC_NO_MAILBOX);
+        const auto visit = [](const itc_mailbox_info*, void*) { return true; };
+        EXPECT_EQ(itc_list_mailboxes(visit, nullptr), 1);
+        monitor(creating.made());
+        EXPECT_EQ(msgNoOf(receive(ITC_NO_WAIT)), kGoneMsgNo);
+    }
+};
+
+// The key is made before the library makes its own, and after it.
+TEST_P(ThreadEndInRound, EndsAMailboxThatADestructorHasMade) {
+    Creating before(GetParam());
     const OwnMailbox mine;
-    ASSERT_EQ(pthread_key_create(&key, [](void*) { itc_create_mailbox("late", 0); }), 0);
-    std::thread([] { EXPECT_EQ(pthread_setspecific(key, &key), 0); }).join();
-    EXPECT_EQ(itc_locate("late"), ITC_NO_MAILBOX);
-    EXPECT_EQ(pthread_key_delete(key), 0);
+    std::thread([&before] { before.setInThisThread(); }).join();
+    expectEnded(before);
+    Creating after(GetParam());
+    std::thread([&after] { after.setInThisThread(); }).join();
+    expectEnded(after);
 }
+
+TEST_P(ThreadEndInRound, EndsTheSecondMailboxOfAThread) {
+    Creating before(GetParam());
+    const OwnMailbox mine;
+    Creating after(GetParam());
+    for (Creating* creating : {&before, &after}) {
+        std::thread([creating] {
+            itc_delete_mailbox(itc_create_mailbox("first", 0));
+            creating->setInThisThread();
+        }).join();
+        expectEnded(*creating);
+    }
+}
+
+TEST_P(ThreadEndInRound, LeavesNothingOfLateMessages) {
+    if (kAnySanitizer) {
+        GTEST_SKIP() << "a sanitizer has its own memory, and looks for leaks itself";
+    }
+    const OwnMailbox mine;
+    Creating creating(GetParam());
+    const auto run = [&creating](int threads) {
+        for (int thread = 0; thread < threads; ++thread) {
+            std::thread([&creating] { creating.setInThisThread(); }).join();
+        }
+        return mallinfo2().uordblks;
+    };
+    constexpr int kThreads = 100;
+    const std::size_t before = run(kThreads);
+    EXPECT_LT(run(kThreads), before + kThreads * sizeof(NumberMsg));
+}
+
+INSTANTIATE_TEST_SUITE_P(, ThreadEndInRound, testing::Range(1, PTHREAD_DESTRUCTOR_ITERATIONS + 1),
+                         testing::PrintToStringParamName());
 
 }  // namespace
