@@ -1,6 +1,7 @@
 #include "blockPool.h"
 
 #include "error.h"
+#include "zeroedArray.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -173,17 +174,25 @@ bool BlockPool::growStamps(std::uint32_t reserved) {
 }
 
 void BlockPool::trim() {
-    std::vector<std::uint16_t> freeOf(kChunkCount, 0);
+    const ZeroedArray<std::uint16_t> freeOf(kChunkCount);
+    std::vector<std::uint32_t> wholeChunks;
     const auto isWhole = [this, &freeOf](std::uint64_t unit) {
         const std::uint32_t chunk = chunkOfUnit(unit);
         const Stamp claimed = stamp(chunk).load(std::memory_order_relaxed);
         return roomAt(unit, claimed) != 0 && freeOf[chunk] >= blocksPerChunk(claimed);
     };
+    const auto takeIfWhole = [&](std::uint64_t unit) {
+        const bool isIt = isWhole(unit);
+        if (isIt && unit == unitOfChunk(chunkOfUnit(unit))) {
+            wholeChunks.push_back(chunkOfUnit(unit));
+        }
+        return isIt;
+    };
     const auto keepTheRest = [&](std::vector<std::uint64_t>& blocks) {
         for (const std::uint64_t unit : blocks) {
             ++freeOf[chunkOfUnit(unit)];
         }
-        blocks.erase(std::remove_if(blocks.begin(), blocks.end(), isWhole), blocks.end());
+        blocks.erase(std::remove_if(blocks.begin(), blocks.end(), takeIfWhole), blocks.end());
     };
     for (std::vector<std::uint64_t>& blocks : freeBlocks_) {
         keepTheRest(blocks);
@@ -191,12 +200,10 @@ void BlockPool::trim() {
     for (std::vector<std::uint64_t>& spans : freeSpans_) {
         keepTheRest(spans);
     }
-    for (std::uint32_t chunk = 0; chunk < kChunkCount; ++chunk) {
-        if (freeOf[chunk] != 0 && isWhole(unitOfChunk(chunk))) {
-            const std::uint32_t count = chunksOf(stamp(chunk).load(std::memory_order_relaxed));
-            returnSpace(file_, kChunksOffset + chunk * kChunkSize, count * kChunkSize);
-            giveUp(chunk, count);
-        }
+    for (const std::uint32_t chunk : wholeChunks) {
+        const std::uint32_t count = chunksOf(stamp(chunk).load(std::memory_order_relaxed));
+        returnSpace(file_, kChunksOffset + chunk * kChunkSize, count * kChunkSize);
+        giveUp(chunk, count);
     }
 }
 

@@ -3,20 +3,53 @@
 // name or memory kept.
 //
 // What a process does to the domain's directory it does by system calls; such operations are killed
-// at the entry and at the return of each.
+// at the entry and at the return of each. This program puts its own function between the library
+// and the C library.
 
 #include "itcFixture.h"
 #include "steppedProcess.h"
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include <dlfcn.h>
+#include <fcntl.h>
+
 using namespace ItcTest;
+
+namespace {
+
+// For the calls of this thread. So many times there is no memory to put behind a file.
+thread_local int failingReservations_ = 0;
+// Called once, before memory is taken from behind a file; how often that has been done.
+thread_local std::function<void()> beforeReturn_;
+thread_local int returns_ = 0;
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int fallocate(int fd, int mode, off_t offset,
+                                                                off_t length) {
+    static auto* const next =
+        reinterpret_cast<int (*)(int, int, off_t, off_t)>(dlsym(RTLD_NEXT, "fallocate"));
+    if (mode == 0 && failingReservations_ > 0) {
+        --failingReservations_;
+        errno = ENOSPC;
+        return -1;
+    }
+    returns_ += mode != 0 ? 1 : 0;
+    if (const auto before = mode != 0 ? std::exchange(beforeReturn_, nullptr) : nullptr; before) {
+        before();
+    }
+    return next(fd, mode, offset, length);
+}
 
 namespace {
 
@@ -105,10 +138,11 @@ protected:
 
     // The same at the entry and the return of each system call.
     void sweepSystemCalls(const Preparation& prepare, const std::function<void()>& check,
-                          const Meeting& meet = {}) {
+                          const Meeting& meet = {},
+                          SteppedProcess::Steps which = SteppedProcess::Steps::kProcess) {
         std::uint32_t steps = 0;
         for (bool isOver = false; !isOver;) {
-            SteppedProcess process(prepare, meet);
+            SteppedProcess process(prepare, meet, which);
             isOver = !process.runToSystemCall(++steps);
             process.kill();
             check();
@@ -129,6 +163,33 @@ protected:
             ASSERT_EQ(tracesInDomain(), before);
         };
         sweepSystemCalls(prepare, check, meet);
+    }
+
+    // An end that is the whole operation is told once, whether it has come to that or not, and
+    // leaves nothing.
+    void sweepEnd(const Operation& end, SteppedProcess::Steps which) {
+        Survivors survivors;
+        const std::vector<std::string> before = tracesInDomain();
+        sweepSystemCalls(
+            [&](Channel& test) {
+                test.put(itc_create_mailbox(kName, 0));
+                locateAsync("never there");
+                monitor(survivors.mailbox());
+                test.get();
+                return end;
+            },
+            [&] {
+                ASSERT_EQ(msgNoOf(receiveOnly({kGoneMsgNo})), kGoneMsgNo);
+                ASSERT_EQ(itc_locate(kName), ITC_NO_MAILBOX);
+                survivors.check(0);
+                letSomeoneElseJoin();
+                ASSERT_EQ(tracesInDomain(), before);
+            },
+            [](ChildProcess& process) {
+                monitor(process.get());
+                process.put(0);
+            },
+            which);
     }
 
     static constexpr const char* kName = "of the dead";
@@ -218,6 +279,77 @@ TEST_F(KillSweep, OfADeletionTellsThoseWhoWatchOnce) {
             monitor(process.get());
             process.put(0);
         });
+}
+
+TEST_F(KillSweep, OfTheEndOfAThreadTellsThoseWhoWatchOnce) {
+    sweepEnd([] {}, SteppedProcess::Steps::kThread);
+}
+
+TEST_F(KillSweep, OfTheEndOfAProcessTellsThoseWhoWatchOnce) {
+    sweepEnd([] { exit(kDone); }, SteppedProcess::Steps::kProcess);
+}
+
+// It has blocks in the inbox of another, all of them free, and gives them up as there is no room
+// for the next.
+TEST_F(KillSweep, OfASenderThatGivesMemoryBackHarmsNobody) {
+    Survivors survivors;
+    sweep(
+        [&survivors](Channel& test) {
+            sending(survivors.mailbox(), 0, 4000)();
+            sending(survivors.mailbox(), 0, 40000)();
+            test.put(0);
+            test.get();
+            failingReservations_ = 1;
+            beforeReturn_ = SteppedProcess::begin;
+            sending(survivors.mailbox(), 0, 400)();
+            return Operation();
+        },
+        [&survivors] { survivors.check(0); },
+        [](ChildProcess& process) {
+            process.get();
+            receive().reset();
+            receive().reset();
+            process.put(0);
+        });
+    EXPECT_LT(domainBytes(), std::size_t{16} << 20);
+}
+
+// Some of it is of a sender that is dead, some of one that lives, as that one finds no room.
+TEST_F(KillSweep, OfAReceiverThatTakesMemoryBackHarmsNobody) {
+    Survivors survivors;
+    sweepSystemCalls(
+        [](Channel& test) {
+            test.put(itc_create_mailbox(nullptr, 0));
+            itc_msg* ofTheDead = itc_receive(nullptr, kLong, ITC_ANY_SENDER);
+            test.put(0);
+            itc_msg* ofTheLiving = itc_receive(nullptr, kLong, ITC_ANY_SENDER);
+            test.put(0);
+            test.get();
+            return [ofTheDead, ofTheLiving]() mutable {
+                returns_ = 0;
+                itc_free(&ofTheDead);
+                itc_free(&ofTheLiving);
+                receive(ITC_NO_WAIT).reset();
+                CHILD_CHECK(returns_ == 2);
+            };
+        },
+        [&survivors] { survivors.check(0); },
+        [](ChildProcess& process) {
+            const itc_mbox_id_t its = process.get();
+            ChildProcess dead([its](Channel& test) {
+                sending(its, 0, itc_get_max_size())();
+                test.get();
+                return kDone;
+            });
+            process.get();
+            dead.kill();
+            sending(its, 0, 40000)();
+            process.get();
+            failingReservations_ = 2;
+            sending(its, 1, itc_get_max_size())();
+            process.put(0);
+        });
+    EXPECT_LT(domainBytes(), std::size_t{4} << 20);
 }
 
 TEST_F(KillSweep, OfOneWhoWatchesHarmsNobody) {

@@ -2,10 +2,12 @@
 
 #include <csignal>
 #include <stdexcept>
+#include <thread>
 
 #include <sys/ptrace.h>
 #include <sys/user.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace ItcTest {
 
@@ -13,22 +15,47 @@ namespace {
 
 // Stops of this kind enclose the operation; a step ends with SIGTRAP.
 constexpr int kMark = SIGSTOP;
+constexpr int kEnded = 0;
+
+void run(const Preparation& prepare, Channel& test) {
+    if (const Operation operation = prepare(test); operation) {
+        SteppedProcess::begin();
+        operation();
+    }
+}
 
 int runStepped(const Preparation& prepare, Channel& test) {
-    const Operation operation = prepare(test);
     CHILD_CHECK(ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0);
-    raise(kMark);
-    operation();
+    run(prepare, test);
     raise(kMark);
     return kDone;
 }
 
-// Returns the signal that the process has stopped with.
-int waitForStop(pid_t pid) {
-    int status = 0;
-    if (waitpid(pid, &status, 0) != pid || !WIFSTOPPED(status)) {
-        throw std::runtime_error("a stepped process has ended");
+int runSteppedThread(const Preparation& prepare, Channel& test) {
+    std::thread([&] {
+        CHILD_CHECK(ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) == 0);
+        test.put(static_cast<std::uint32_t>(gettid()));
+        run(prepare, test);
+    }).join();
+    test.get();  // until it is killed
+    return kDone;
+}
+
+// Returns the signal that the thread has stopped with, or kEnded; then it is not reaped.
+int waitForStop(pid_t thread) {
+    siginfo_t state = {};
+    const auto id = static_cast<id_t>(thread);
+    if (waitid(P_PID, id, &state, WEXITED | WSTOPPED | WNOWAIT | __WALL) != 0) {
+        throw std::runtime_error("a stepped process is not there");
     }
+    if (state.si_code == CLD_EXITED && state.si_status == kDone) {
+        return kEnded;
+    }
+    if (state.si_code != CLD_TRAPPED && state.si_code != CLD_STOPPED) {
+        throw std::runtime_error("a stepped process has failed");
+    }
+    int status = 0;
+    waitpid(thread, &status, __WALL);  // it has just been seen
     return WSTOPSIG(status);
 }
 
@@ -71,18 +98,42 @@ private:
 
 }  // namespace
 
+void SteppedProcess::begin() {
+    raise(kMark);
+}
+
 SteppedProcess::SteppedProcess(const Preparation& prepare,
-                               const std::function<void(ChildProcess&)>& meet)
-    : child_([&prepare](Channel& test) { return runStepped(prepare, test); }) {
+                               const std::function<void(ChildProcess&)>& meet, Steps steps)
+    : child_([&prepare, steps](Channel& test) {
+          return steps == Steps::kThread ? runSteppedThread(prepare, test)
+                                         : runStepped(prepare, test);
+      }) {
+    stepped_ = steps == Steps::kThread ? static_cast<pid_t>(child_.get()) : child_.pid();
     if (meet) {
         meet(child_);
     }
-    waitForStop(child_.pid());
+    waitForStop(stepped_);
+}
+
+// Of a process only the threads that are stepped must be reaped one by one, and before it.
+void SteppedProcess::kill() {
+    const pid_t process = child_.pid();
+    if (process < 0) {
+        return;
+    }
+    if (stepped_ != process) {
+        child_.killAndLeaveZombie();
+        int status = 0;
+        while (waitpid(stepped_, &status, __WALL) == stepped_ && WIFSTOPPED(status)) {
+        }
+    }
+    child_.kill();
 }
 
 SteppedProcess::Stop SteppedProcess::resume(int request) {
-    ptrace(static_cast<__ptrace_request>(request), child_.pid(), nullptr, nullptr);
-    return waitForStop(child_.pid()) == kMark ? Stop::kEnd : Stop::kStep;
+    ptrace(static_cast<__ptrace_request>(request), stepped_, nullptr, nullptr);
+    const int signal = waitForStop(stepped_);
+    return signal == kMark || signal == kEnded ? Stop::kEnd : Stop::kStep;
 }
 
 bool SteppedProcess::runToSystemCall(std::uint32_t nth) {
@@ -101,26 +152,26 @@ SteppedProcess::Stop SteppedProcess::pass(std::uintptr_t instruction) {
     Stop stop = Stop::kStep;
     do {
         stop = resume(PTRACE_SINGLESTEP);
-    } while (stop == Stop::kStep && nextInstruction(child_.pid()) == instruction);
+    } while (stop == Stop::kStep && nextInstruction(stepped_) == instruction);
     return stop;
 }
 
 std::vector<std::uintptr_t> SteppedProcess::traceToEnd() {
     std::vector<std::uintptr_t> instructions;
     do {
-        instructions.push_back(nextInstruction(child_.pid()));
+        instructions.push_back(nextInstruction(stepped_));
     } while (pass(instructions.back()) == Stop::kStep);
     return instructions;
 }
 
 void SteppedProcess::runTo(std::uintptr_t instruction, std::uint32_t nth) {
     for (std::uint32_t count = 0; count < nth; ++count) {
-        if (nextInstruction(child_.pid()) == instruction &&
+        if (nextInstruction(stepped_) == instruction &&
             (count > 0 && pass(instruction) == Stop::kEnd)) {
             return;
         }
-        if (nextInstruction(child_.pid()) != instruction) {
-            const Breakpoint breakpoint(child_.pid(), instruction);
+        if (nextInstruction(stepped_) != instruction) {
+            const Breakpoint breakpoint(stepped_, instruction);
             if (resume(PTRACE_CONT) == Stop::kEnd) {
                 return;
             }

@@ -31,9 +31,22 @@ public:
 #endif
     }
 
+    // In the child, by a preparation that includes the operation and returns none: it begins here.
+    static void begin();
+
+    // The thread that is stepped. One of its own ends after the operation, and its end belongs to
+    // that; the process goes on.
+    enum class Steps { kProcess, kThread };
+
     // `meet` is the test's side of the preparation.
     explicit SteppedProcess(const Preparation& prepare,
-                            const std::function<void(ChildProcess&)>& meet = {});
+                            const std::function<void(ChildProcess&)>& meet = {},
+                            Steps steps = Steps::kProcess);
+    ~SteppedProcess() {
+        kill();
+    }
+    SteppedProcess(const SteppedProcess&) = delete;
+    SteppedProcess& operator=(const SteppedProcess&) = delete;
 
     // Runs the operation to its end and returns the address of every instruction in turn.
     std::vector<std::uintptr_t> traceToEnd();
@@ -41,12 +54,10 @@ public:
     // operation if it does not.
     void runTo(std::uintptr_t instruction, std::uint32_t nth);
     // Stops at the n-th entry or return of a system call, from 1. Returns false if there are not so
-    // many: the operation is at its end.
+    // many: the operation is at its end, which may be that of the process.
     bool runToSystemCall(std::uint32_t nth);
 
-    void kill() {
-        child_.kill();
-    }
+    void kill();
 
 private:
     enum class Stop { kStep, kEnd };
@@ -55,6 +66,7 @@ private:
     Stop pass(std::uintptr_t instruction);
 
     ChildProcess child_;
+    pid_t stepped_ = -1;  // thread
 };
 
 }  // namespace ItcTest
