@@ -23,7 +23,7 @@ SEED ?=
 PRESET ?= $(if $(SAN),$(SAN),release)
 JOBS ?= $(shell nproc)
 PREFIX ?= /usr/local
-ARCH ?= $(shell uname -m)
+ARCH ?= $(if $(filter arm64,$(PRESET)),aarch64,$(shell uname -m))
 FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
