@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <iterator>
 #include <system_error>
@@ -93,10 +94,20 @@ std::vector<char*> pointersTo(const std::vector<std::string>& words) {
     return pointers;
 }
 
-// The first definition of a variable counts.
-std::vector<std::string> withOwnEnvironment(std::vector<std::string> environment) {
+std::string_view nameOf(std::string_view variable) {
+    return variable.substr(0, variable.find('='));
+}
+
+// Each variable once: of two, programs take the first and shells the last.
+std::vector<std::string> withOwnEnvironment(const std::vector<std::string>& additions) {
+    std::vector<std::string> environment = additions;
     for (char** variable = environ; *variable != nullptr; ++variable) {
-        environment.emplace_back(*variable);
+        const auto isSame = [name = nameOf(*variable)](const std::string& addition) {
+            return nameOf(addition) == name;
+        };
+        if (std::none_of(additions.begin(), additions.end(), isSame)) {
+            environment.emplace_back(*variable);
+        }
     }
     return environment;
 }
