@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <climits>
 #include <memory>
 #include <string>
 #include <thread>
@@ -99,7 +101,9 @@ public:
         : receiver_(receiver), process_(process) {
         pthread_attr_t small;
         CHILD_CHECK(pthread_attr_init(&small) == 0);
-        CHILD_CHECK(pthread_attr_setstacksize(&small, 64 * 1024) == 0);
+        // The least that there may be is more than that on some processors.
+        const std::size_t stack = std::max<std::size_t>(64 * 1024, PTHREAD_STACK_MIN);
+        CHILD_CHECK(pthread_attr_setstacksize(&small, stack) == 0);
         threads_.resize(threads);
         for (pthread_t& thread : threads_) {
             CHILD_CHECK(pthread_create(&thread, &small, answerOne, this) == 0);
