@@ -5,6 +5,7 @@
 #   make check-lttng-2.12     runs the tests of tracing with LTTng-UST 2.12 and its session daemon
 #   make check-abi            compares the libraries' binary interfaces with those they are meant to have;
 #                             make update-abi renews these, for a change that is meant
+#   make check-arm64          builds for AArch64 and runs the tests under qemu-user
 #   make build                builds; PRESET=debug, clang, ... picks another preset
 #   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
@@ -28,7 +29,7 @@ FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
 .PHONY: packages build demo check install bench format lint clean models chaos bench-itc fuzz \
-	check-lttng-2.12 check-abi update-abi
+	check-arm64 check-lttng-2.12 check-abi update-abi
 
 packages:
 	@tools/install-packages
@@ -44,6 +45,12 @@ demo: packages
 
 check: build
 	@ctest --test-dir $(FOLDER) --parallel $(JOBS) --output-on-failure
+
+check-arm64: packages
+	@tools/install-packages arm64
+	@test -f build/arm64/build.ninja || cmake --preset arm64
+	@cmake --build --preset arm64 --parallel $(JOBS)
+	@tests/emulation/run build/arm64 --parallel $(JOBS)
 
 check-lttng-2.12: packages
 	@tools/fetch-lttng-2.12 build/lttng-2.12/packages

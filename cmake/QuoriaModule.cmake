@@ -43,11 +43,12 @@ function(quoria_test name)
   target_compile_options(${name} PRIVATE -O0)
   foreach(peer IN LISTS arg_PEERS)
     string(TOUPPER ${peer} macro)
-    target_compile_definitions(${name} PRIVATE PEER_${macro}="$<TARGET_FILE:${peer}>")
+    quoria_run_file(file ${peer})
+    target_compile_definitions(${name} PRIVATE PEER_${macro}="${file}")
     add_dependencies(${name} ${peer})
   endforeach()
   # Where threads still run at its exit, as the tracer's do, ThreadSanitizer waits a second for their
   # races to show: in each of more than a thousand processes.
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT TSAN_OPTIONS=atexit_sleep_ms=0)
 endfunction()

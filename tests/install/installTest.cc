@@ -4,11 +4,18 @@
 
 #include <gmock/gmock.h>
 
+#include <dlfcn.h>
 #include <stdlib.h>
+#include <sys/auxv.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <initializer_list>
+#include <iterator>
+#include <sstream>
+#include <string>
 #include <system_error>
+#include <vector>
 
 namespace {
 
@@ -19,6 +26,24 @@ using testing::HasSubstr;
 using testing::StartsWith;
 
 constexpr int kNoCommand = 127;
+
+// The words that run a program of the installation, which another processor may be needed for.
+std::vector<std::string> running(const std::filesystem::path& program,
+                                 std::initializer_list<std::string> arguments = {}) {
+    std::istringstream emulator(EMULATOR);
+    std::vector<std::string> words(std::istream_iterator<std::string>(emulator), {});
+    words.push_back(program);
+    words.insert(words.end(), arguments);
+    return words;
+}
+
+// That of this test and of all that is installed.
+std::filesystem::path dynamicLoader() {
+    Dl_info info = {};
+    const int found = dladdr(reinterpret_cast<void*>(getauxval(AT_BASE)), &info);
+    EXPECT_NE(found, 0);
+    return found != 0 ? info.dli_fname : "";
+}
 
 std::filesystem::path makeFolder() {
     std::string path = std::filesystem::temp_directory_path() / "quoria-install-XXXXXX";
@@ -47,6 +72,11 @@ protected:
         ChildProcess::Options options;
         options.environment = {"PKG_CONFIG_PATH=" + (libraries_ / "pkgconfig").string(),
                                "DESTDIR="};
+        // The dependencies must be those of the processor too. Empty, it would mean that there are
+        // none.
+        if (std::string(PKG_CONFIG_LIBDIR) != "") {
+            options.environment.push_back("PKG_CONFIG_LIBDIR=" PKG_CONFIG_LIBDIR);
+        }
         options.errorJoinsOutput = true;
         const Outcome outcome = runToEnd(words, options);
         EXPECT_EQ(outcome.exitCode, 0) << words[0] << ": " << outcome.output;
@@ -54,11 +84,11 @@ protected:
     }
 
     void expectThatItServes(const std::filesystem::path& program) {
-        const ChildProcess service({program});
+        const ChildProcess service(running(program));
         // It says nothing when it is ready, so the client tries.
         Outcome outcome{kNoCommand, "", ""};
         while (outcome.exitCode == kNoCommand) {
-            outcome = runToEnd({prefix_ / "bin/rci", "run", "greet", "world"});
+            outcome = runToEnd(running(prefix_ / "bin/rci", {"run", "greet", "world"}));
         }
         EXPECT_EQ(outcome.output, "Hello, world!\n");
         EXPECT_EQ(outcome.error, "");
@@ -86,7 +116,7 @@ TEST_F(Installation, HoldsTheHeadersOfAllModules) {
 
 TEST_F(Installation, HoldsProgramsAndLibrariesThatFindEachOther) {
     for (const std::filesystem::path& file : {prefix_ / "bin/rci", libraries_ / "libquoria.so"}) {
-        const std::string found = require({"ldd", file});
+        const std::string found = require(running(dynamicLoader(), {"--list", file}));
         EXPECT_THAT(found, HasSubstr("libitc.so.1 => " + prefix_.string() + "/"));
         EXPECT_THAT(found, HasSubstr("libtpt.so.0 => " + prefix_.string() + "/"));
     }
@@ -95,12 +125,13 @@ TEST_F(Installation, HoldsProgramsAndLibrariesThatFindEachOther) {
 TEST_F(Installation, IsFoundByCMake) {
     const std::filesystem::path build = folder_ / "build";
     require({CMAKE, "-S", PROJECT, "-B", build, "-DCMAKE_PREFIX_PATH=" + prefix_.string(),
-             "-DCMAKE_CXX_COMPILER=" COMPILER, "-DCMAKE_CXX_FLAGS=" COMPILER_FLAGS,
-             "-DQUORIA_VERSION=" VERSION, "-DSERVICE_SOURCE=" SERVICE_SOURCE});
+             "-DCMAKE_TOOLCHAIN_FILE=" TOOLCHAIN_FILE, "-DCMAKE_CXX_COMPILER=" COMPILER,
+             "-DCMAKE_CXX_FLAGS=" COMPILER_FLAGS, "-DQUORIA_VERSION=" VERSION,
+             "-DSERVICE_SOURCE=" SERVICE_SOURCE});
     require({CMAKE, "--build", build});
 
     expectThatItServes(build / "service");
-    EXPECT_THAT(require({build / "platformUser"}), StartsWith("quoria-test-"));
+    EXPECT_THAT(require(running(build / "platformUser")), StartsWith("quoria-test-"));
 }
 
 TEST_F(Installation, IsFoundByPkgConfig) {

@@ -2,6 +2,7 @@
 // what changes on the machine meanwhile meets all alike, and reports the medians.
 //
 //   benchItc [--rounds N] [--scale X] [--json FILE] [--markdown FILE] [--plot-data FILE]
+//            [--programs FOLDER]
 //
 // The report is printed too. Fails when a program fails; a target that is missed is no failure.
 
@@ -24,12 +25,14 @@ using namespace Bench;
 
 using Options = std::map<std::string, std::string>;
 
+std::string programsBesideThisOne() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "bench-itc";
+}
+
 Options optionsOf(int argc, char** argv) {
-    Options options{{"--rounds", "9"},
-                    {"--scale", "1"},
-                    {"--json", ""},
-                    {"--markdown", ""},
-                    {"--plot-data", ""}};
+    Options options{{"--rounds", "9"},   {"--scale", "1"},
+                    {"--json", ""},      {"--markdown", ""},
+                    {"--plot-data", ""}, {"--programs", programsBesideThisOne()}};
     for (int index = 1; index < argc; index += 2) {
         const auto option = options.find(argv[index]);
         if (option == options.end() || index + 1 == argc) {
@@ -88,7 +91,7 @@ bool writeFile(const std::string& path, const std::function<void(std::ostream&)>
 
 int main(int argc, char** argv) {
     const Options options = optionsOf(argc, argv);
-    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "bench-itc";
+    const std::filesystem::path folder = options.at("--programs");
     std::vector<Run> plan = makePlan(std::stod(options.at("--scale")));
     Circumstances circumstances = lookAround();
     circumstances.rounds = static_cast<unsigned>(std::stoul(options.at("--rounds")));

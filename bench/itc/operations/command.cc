@@ -56,9 +56,9 @@ void serve() {
     EventLoopIf::getInstance()->run();
 }
 
-void becomeService() {
-    execl("/proc/self/exe", "command", "serve", nullptr);
-    failWithErrno("execl");
+void becomeService(const char* program) {
+    execlp(program, program, "serve", nullptr);
+    failWithErrno(program);
 }
 
 void awaitService() {
@@ -108,7 +108,7 @@ int main(int argc, char** argv) {
     }
     const Setting setting(std::string(argv[1]) == "pinned");
     const std::size_t count = std::stoul(argv[2]);
-    Crew service(1, false, becomeService);
+    Crew service(1, false, [argv] { becomeService(argv[0]); });
     createMailbox("");
     awaitService();
     std::printf("%.1f\n", timeOfWholeCommand(count));
