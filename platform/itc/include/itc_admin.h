@@ -63,6 +63,20 @@ typedef void (*itc_high_mark_callback)(itc_mbox_id_t mailbox, uint64_t queued, v
  * Thread: owner. */
 bool itc_set_high_mark(uint64_t messages, itc_high_mark_callback callback, void* context);
 
+/* What processes of a domain must agree on, and what they need for it. */
+struct itc_layout_info {
+    uint32_t version;        /* of the shared memory, as this library lays it out */
+    uint32_t domain_version; /* as the domain is laid out; 0 if there is none that can be read */
+    uint64_t inbox_size;     /* the file size limit of each process must allow for so many bytes */
+    uint32_t max_processes;  /* in a domain */
+    uint32_t max_mailboxes;  /* of a process, at a time */
+};
+
+/* Tells that for the domain that this process uses or would use. Changes nothing there, nor makes
+ * it. Later versions may add members at the end.
+ * Thread: any. What it points to lives until the thread's next call of this. */
+const struct itc_layout_info* itc_layout(void);
+
 /* Returns the path of the domain directory that this process uses or would use.
  * Thread: any. The text lives as long as the process. */
 const char* itc_domain_path(void);

@@ -22,6 +22,19 @@ std::string octal(mode_t mode) {
     return text;
 }
 
+// How every control file begins, whatever its version.
+struct ControlHead {
+    std::uint64_t magic = 0;
+    std::uint32_t version = 0;
+};
+
+// Its magic is another one if it is no control file of this library.
+ControlHead readHead(const Descriptor& control) {
+    ControlHead head;
+    const ssize_t count = pread(control.get(), &head, sizeof(head), 0);
+    return count == static_cast<ssize_t>(sizeof(head)) ? head : ControlHead();
+}
+
 std::string defaultPath() {
     return "/dev/shm/itc-" + std::to_string(geteuid());
 }
@@ -36,6 +49,14 @@ std::string Domain::path() {
         path.pop_back();
     }
     return path.empty() ? defaultPath() : path;
+}
+
+std::uint32_t Domain::versionAt(const std::string& path) {
+    const Folder folder(
+        Descriptor(::open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)));
+    const Descriptor control = folder ? folder.open(kControlFile, O_RDONLY) : Descriptor();
+    const ControlHead head = control ? readHead(control) : ControlHead();
+    return head.magic == kControlMagic ? head.version : 0;
 }
 
 std::unique_ptr<Domain> Domain::open(const std::string& path) {
@@ -108,12 +129,8 @@ bool Domain::openControl() {
     if (fstat(controlFile_.get(), &status) != 0) {
         return fail("can't examine the control file of the mailbox domain", errno);
     }
-    struct {
-        std::uint64_t magic;
-        std::uint32_t version;
-    } head = {};
-    const ssize_t count = pread(controlFile_.get(), &head, sizeof(head), 0);
-    if (count != static_cast<ssize_t>(sizeof(head)) || head.magic != kControlMagic) {
+    const ControlHead head = readHead(controlFile_);
+    if (head.magic != kControlMagic) {
         return fail("the control file of the mailbox domain is not one of this library");
     }
     if (head.version != kLayoutVersion) {

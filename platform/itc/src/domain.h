@@ -32,6 +32,9 @@ public:
     // The path that the environment asks for, or the default.
     static std::string path();
 
+    // The layout version of the domain at `path`, 0 if there is none that can be read.
+    static std::uint32_t versionAt(const std::string& path);
+
     // Opens the domain at `path`, making what is missing. Null on failure.
     static std::unique_ptr<Domain> open(const std::string& path);
 

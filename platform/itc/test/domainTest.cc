@@ -186,6 +186,36 @@ TEST_F(DomainDirectory, WhoseControlFileIsSomethingElseIsRefused) {
     expectRefusal("is not one of this library");
 }
 
+TEST_F(DomainDirectory, TellsItsLayoutAndIsLeftAlone) {
+    EXPECT_EQ(itc_layout()->domain_version, 0U);
+    EXPECT_FALSE(std::filesystem::exists(path_));
+    const itc_layout_info ours = *itc_layout();
+    EXPECT_EQ(ours.max_processes, 4094U);
+    EXPECT_EQ(ours.max_mailboxes, 16384U);
+    ChildProcess member([&ours, this](Channel& test) {
+        const OwnMailbox its;
+        CHILD_CHECK(itc_layout()->domain_version == ours.version);
+        const auto inbox = std::filesystem::file_size(path_ + "/process-0001/inbox");
+        CHILD_CHECK(inbox == ours.inbox_size);
+        test.put(0);
+        test.get();
+        return kDone;
+    });
+    member.get();
+    member.kill();
+    EXPECT_EQ(itc_layout()->domain_version, ours.version);
+    EXPECT_TRUE(std::filesystem::exists(path_ + "/process-0001"));
+}
+
+TEST_F(DomainDirectory, WhoseControlFileIsStrangeTellsNoLayout) {
+    makeFolder(path_, 0700);
+    ASSERT_EQ(mkfifo((path_ + "/domain").c_str(), 0600), 0);
+    EXPECT_EQ(itc_layout()->domain_version, 0U);
+    std::filesystem::remove(path_ + "/domain");
+    std::ofstream(path_ + "/domain") << "something else that is long enough";
+    EXPECT_EQ(itc_layout()->domain_version, 0U);
+}
+
 TEST_F(DomainDirectory, CanBeTriedAgainAfterARefusal) {
     makeFolder(path_, 0777);
     expectRefusal("is open to everyone");

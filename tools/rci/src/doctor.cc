@@ -84,6 +84,12 @@ Findings lookInside(const DomainFolder& folder) {
     return findings;
 }
 
+// Why another version can't be used, itc says when it is asked.
+Finding versionOf(const itc_layout_info& layout) {
+    return {Level::kOk, "version", "its layout version is " + std::to_string(layout.domain_version),
+            JsonObject().add("version", layout.domain_version)};
+}
+
 const char* nameOf(Level level) {
     switch (level) {
         case Level::kOk:
@@ -124,13 +130,18 @@ int examineDomain(bool asJson) {
     Findings findings;
     // A relative path is refused whatever is there.
     const bool isAbsolute = !path.empty() && path.front() == '/';
+    // Before anything is done that makes the folder or sweeps in it.
+    const itc_layout_info layout = *itc_layout();
     if (isAbsolute) {
         findings = folder.look();
+        if (layout.domain_version != 0) {
+            findings.push_back(versionOf(layout));
+        }
     }
     if (!isAbsolute || !folder.isMissing()) {
         append(findings, lookInside(folder));
     }
-    findings.push_back(fileSizeLimit(limitOf(RLIMIT_FSIZE)));
+    findings.push_back(fileSizeLimit(limitOf(RLIMIT_FSIZE), layout.inbox_size));
     findings.push_back(descriptorLimit(limitOf(RLIMIT_NOFILE)));
     append(findings, loginManagerHint(path, geteuid()));
     writeOutput(asJson ? asArray(findings) : asTable(findings));

@@ -10,9 +10,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <system_error>
 
 namespace Rci {
@@ -20,13 +18,6 @@ namespace Rci {
 namespace {
 
 constexpr std::uint64_t kLittleSpace = 16U << 20;
-
-// Every control file begins like this, whatever its version.
-struct ControlHead {
-    char mark[8];
-    std::uint32_t version;
-};
-constexpr char kControlMark[] = "iqdomain";
 
 std::string userName(uid_t user) {
     const passwd* entry = getpwuid(user);
@@ -68,7 +59,6 @@ Findings DomainFolder::look() const {
     Findings findings;
     lookAtOwner(findings);
     lookAtFileSystem(findings);
-    lookAtVersion(findings);
     return findings;
 }
 
@@ -119,22 +109,6 @@ void DomainFolder::lookAtFileSystem(Findings& findings) const {
     const std::uint64_t space =
         static_cast<std::uint64_t>(status.f_bavail) * static_cast<std::uint64_t>(status.f_bsize);
     findings.push_back(spaceFinding(space, status.f_type == TMPFS_MAGIC));
-}
-
-void DomainFolder::lookAtVersion(Findings& findings) const {
-    // A named pipe in its place must not hold us up.
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path_ + "/domain", error)) {
-        return;
-    }
-    std::ifstream file(path_ + "/domain", std::ios::binary);
-    ControlHead head = {};
-    if (file.read(reinterpret_cast<char*>(&head), sizeof head) &&
-        std::memcmp(head.mark, kControlMark, sizeof head.mark) == 0) {
-        findings.push_back({Level::kOk, "version",
-                            "its layout version is " + std::to_string(head.version),
-                            JsonObject().add("version", head.version)});
-    }
 }
 
 }  // namespace Rci

@@ -22,7 +22,7 @@ public:
     explicit DomainFolder(std::string path) : path_(std::move(path)) {}
 
     bool isMissing() const;
-    // Where it is, whose, on what, and of which version: what can be seen of that. Why the rest
+    // Where it is, whose and on what: what can be seen of that. Why the rest
     // can't, itc says when it is asked.
     Findings look() const;
     // The slots that processes, dead or alive, have entries for. None if it can't be read.
@@ -32,7 +32,6 @@ private:
     Finding missing() const;
     void lookAtOwner(Findings& findings) const;
     void lookAtFileSystem(Findings& findings) const;
-    void lookAtVersion(Findings& findings) const;
 
     const std::string path_;
 };

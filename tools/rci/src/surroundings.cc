@@ -8,7 +8,6 @@ namespace Rci {
 
 namespace {
 
-constexpr std::uint64_t kInboxSize = (1024U + 4U) << 20;  // 1 GiB of messages and what leads them
 constexpr std::uint64_t kFewDescriptors = 1024;
 constexpr uid_t kFirstOrdinaryUser = 1000;  // as the login manager reckons unless told otherwise
 constexpr uid_t kNobody = 65534;
@@ -20,11 +19,11 @@ JsonObject limitDetails(std::uint64_t limit) {
 
 }  // namespace
 
-Finding fileSizeLimit(std::uint64_t bytes) {
-    if (bytes < kInboxSize) {
+Finding fileSizeLimit(std::uint64_t bytes, std::uint64_t inboxSize) {
+    if (bytes < inboxSize) {
         return {Level::kProblem, "file size limit",
                 "files may have " + sizeText(bytes) + " (ulimit -f), an inbox needs " +
-                    sizeText(kInboxSize) + ": processes started from here can't receive",
+                    sizeText(inboxSize) + ": processes started from here can't receive",
                 limitDetails(bytes)};
     }
     return {Level::kOk, "file size limit", "files may be as large as an inbox (ulimit -f)",

@@ -14,7 +14,7 @@
 namespace Rci {
 
 // The limits that a process started from here would have.
-Finding fileSizeLimit(std::uint64_t bytes);
+Finding fileSizeLimit(std::uint64_t bytes, std::uint64_t inboxSize);
 Finding descriptorLimit(std::uint64_t descriptors);
 
 // A hint if the login manager may empty the folder `path` when `user` logs out; else nothing.

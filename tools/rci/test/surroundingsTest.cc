@@ -15,10 +15,10 @@ using testing::SizeIs;
 constexpr std::uint64_t kMiB = 1U << 20;
 
 TEST(Surroundings, AFileSizeLimitBelowThatOfAnInboxIsAProblem) {
-    EXPECT_EQ(fileSizeLimit(1024 * kMiB).level, Level::kProblem);
-    EXPECT_EQ(fileSizeLimit(1028 * kMiB).level, Level::kOk);
-    EXPECT_EQ(fileSizeLimit(RLIM_INFINITY).level, Level::kOk);
-    EXPECT_EQ(fileSizeLimit(RLIM_INFINITY).details.text(), "{\"limit\": \"unlimited\"}");
+    EXPECT_EQ(fileSizeLimit(kMiB - 1, kMiB).level, Level::kProblem);
+    EXPECT_EQ(fileSizeLimit(kMiB, kMiB).level, Level::kOk);
+    EXPECT_EQ(fileSizeLimit(RLIM_INFINITY, kMiB).level, Level::kOk);
+    EXPECT_EQ(fileSizeLimit(RLIM_INFINITY, kMiB).details.text(), "{\"limit\": \"unlimited\"}");
 }
 
 TEST(Surroundings, FewDescriptorsAreWorthANote) {
