@@ -93,6 +93,11 @@ Block* Inbox::block(std::uint64_t unit) const {
     return fits ? blockAt(unit) : nullptr;
 }
 
+std::size_t Inbox::mostBlocks() const {
+    const std::uint32_t chunks = header().stampsReserved.load(std::memory_order_relaxed);
+    return std::size_t{std::min(chunks, kChunkCount)} * (kChunkSize / kCuts[1]);
+}
+
 std::uint32_t Inbox::capacity(const Block* block) const {
     const std::uint64_t unit = unitOf(block);
     if (!isInChunks(unit)) {

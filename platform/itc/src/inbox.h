@@ -46,6 +46,8 @@ public:
     bool contains(const void* message) const { return mapping_.contains(message); }
     // The block at `unit` of a stack, with room for at least its size; null if it can't be one.
     Block* block(std::uint64_t unit) const;
+    // No stack can hold more blocks.
+    std::size_t mostBlocks() const;
     // How many message bytes the block has room for.
     std::uint32_t capacity(const Block* block) const;
 

@@ -93,6 +93,7 @@ void Mailbox::turnAway(std::vector<Block*>& rest) {
     const std::uint64_t stack = record_->stack.exchange(kClosedStack, std::memory_order_seq_cst);
     Block* posted = std::exchange(firstPosted_, nullptr);
     lastPosted_ = nullptr;
+    postedCount_ = 0;
     posted_.store(false, std::memory_order_relaxed);
     isWoken_ = false;
     fetchStack(stack, rest);
@@ -113,6 +114,7 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
         block->pushedBefore = record_->stack.load(std::memory_order_relaxed) >> 32;
         (lastPosted_ != nullptr ? lastPosted_->next : firstPosted_) = block;
         lastPosted_ = block;
+        ++postedCount_;
         posted_.store(true, std::memory_order_relaxed);
         if (!quiet) {
             wakes = !isWoken_;

@@ -92,6 +92,7 @@ private:
                         std::size_t seen);
     itc_msg* takeMatching(const std::uint32_t* filter, std::uint32_t from, std::size_t& seen);
     bool fetch();
+    std::uint64_t takeStack();
     void fetchStack(std::uint64_t stack, std::vector<Block*>& fetched);
     void accept(Block* block, std::uint32_t self);
     void acceptNotice(const Block& block, const Notice& notice, std::uint32_t self);
@@ -122,6 +123,7 @@ private:
     MailboxRecord* record_ = nullptr;
     Block* firstPosted_ = nullptr;
     Block* lastPosted_ = nullptr;
+    std::size_t postedCount_ = 0;
     // One of those who have posted since the last fetch wakes the owner, the first.
     bool isWoken_ = false;
     std::vector<Watcher> watchers_;

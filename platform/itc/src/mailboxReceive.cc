@@ -179,23 +179,25 @@ bool Mailbox::fetch() {
     Block* posted = nullptr;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        const std::uint64_t stack = takeStack();
         posted = firstPosted_;
         firstPosted_ = nullptr;
         lastPosted_ = nullptr;
+        postedCount_ = 0;
         posted_.store(false, std::memory_order_relaxed);
         isWoken_ = false;
-        fetchStack(record_->stack.exchange(kEmptyStack, std::memory_order_seq_cst), fetched_);
+        fetchStack(stack, fetched_);
     }
     std::size_t accepted = 0;
     const auto acceptPushed = [&](std::uint64_t until) {
         for (; accepted < fetched_.size() && accepted < until; ++accepted) {
-            accept(fetched_[accepted], id());
+            guarded([&] { accept(fetched_[accepted], id()); });
         }
     };
     while (posted != nullptr) {
         acceptPushed(posted->pushedBefore);
         Block* next = posted->next;
-        accept(posted, id());
+        guarded([&] { accept(posted, id()); });
         posted = next;
     }
     acceptPushed(fetched_.size());
@@ -204,6 +206,20 @@ bool Mailbox::fetch() {
     }
     process_.reclaim(false);
     return queue_.size() != before;
+}
+
+// With mutex_ held. Makes room for all that has arrived before it takes anything: without memory,
+// the messages stay where they are.
+std::uint64_t Mailbox::takeStack() {
+    std::uint64_t stack = record_->stack.load(std::memory_order_seq_cst);
+    do {
+        const std::size_t pushed =
+            std::min<std::size_t>(stack >> 32, process_.inbox().mostBlocks());
+        fetched_.reserve(pushed);
+        queue_.reserve(queue_.size() + pushed + postedCount_);
+    } while (!record_->stack.compare_exchange_weak(stack, kEmptyStack, std::memory_order_seq_cst,
+                                                   std::memory_order_relaxed));
+    return stack;
 }
 
 // Walks a stack that no one else can reach any more, newest first, and appends it oldest first.

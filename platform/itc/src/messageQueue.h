@@ -22,6 +22,12 @@ public:
     // The oldest has the index 0.
     itc_msg* operator[](std::size_t index) const { return ring_[(first_ + index) & mask_]; }
 
+    // Makes room for so many messages in all; up to that, push() throws nothing.
+    void reserve(std::size_t count) {
+        while (ring_.size() < count) {
+            grow();
+        }
+    }
     void push(itc_msg* message) {
         if (size_ == ring_.size()) {
             grow();

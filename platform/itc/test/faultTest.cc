@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <fstream>
 #include <functional>
 #include <utility>
 
@@ -265,6 +266,37 @@ public:
 private:
     rlimit usual_ = {};
 };
+
+// The receiver can't even note what has arrived; it gets all of it later.
+TEST(MemoryShortage, OfAReceiverLosesNothing) {
+    if (kAnySanitizer) {
+        GTEST_SKIP() << "a sanitizer needs all the addresses that there are";
+    }
+    constexpr std::uint32_t kMessages = 100'000;
+    const OwnMailbox mine;
+    ChildProcess sender([&mine](Channel&) {
+        for (std::uint32_t number = 0; number < kMessages; ++number) {
+            sendNumber(mine.id(), number);
+        }
+        return kDone;
+    });
+    ASSERT_EQ(sender.wait(), kDone);
+    sendNumber(mine.id(), kMessages);
+    std::size_t pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    rlimit limit = {};
+    ASSERT_EQ(getrlimit(RLIMIT_AS, &limit), 0);
+    const rlim_t usual = std::exchange(limit.rlim_cur, pages * 4096);
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
+    EXPECT_EQ(receive(ITC_NO_WAIT), nullptr);
+    EXPECT_TRUE(isReadable(itc_get_fd()));
+    limit.rlim_cur = usual;
+    ASSERT_EQ(setrlimit(RLIMIT_AS, &limit), 0);
+    for (std::uint32_t number = 0; number <= kMessages; ++number) {
+        ASSERT_EQ(nextNumber(), number);
+    }
+    EXPECT_EQ(receive(ITC_NO_WAIT), nullptr);
+}
 
 TEST(DescriptorShortage, MakesNoMonitorAndTellsOfNoDeath) {
     const OwnMailbox mine;
