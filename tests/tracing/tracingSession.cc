@@ -88,6 +88,7 @@ TracingSession::TracingSession(const Command& selection)
         lttng({"create", "test", "--output=" + trace_.string()});
         lttng(Command{"enable-event", "--userspace", std::string(kProvider) + '*'} + selection);
         lttng({"start"});
+        isRecording_ = true;
     } catch (...) {
         stopDaemon();
         removeFiles();
@@ -107,6 +108,7 @@ std::string TracingSession::run(const Command& program) {
 std::vector<RecordedEvent> TracingSession::finish() {
     lttng({"stop"});
     lttng({"destroy"});
+    isRecording_ = false;
     std::istringstream lines(requireAsUser({"babeltrace2", trace_}));
     std::vector<RecordedEvent> events;
     for (std::string line; std::getline(lines, line);) {
@@ -189,7 +191,8 @@ void TracingSession::stopDaemon() {
     if (!daemon_ || daemon_->hasEnded()) {
         return;
     }
-    daemon_->sendSignal(SIGTERM);
+    // Asked to end while it records, it sometimes waits a minute for data of a process that is gone.
+    daemon_->sendSignal(isRecording_ ? SIGKILL : SIGTERM);
     const auto limit = std::chrono::steady_clock::now() + kDaemonLimit;
     while (!daemon_->hasEnded() && std::chrono::steady_clock::now() < limit) {
         std::this_thread::sleep_for(kPollInterval);

@@ -64,6 +64,7 @@ private:
     std::string userId_;         // empty for the caller's own
     Command asUser_;             // what goes before a command to run it as that user
     std::optional<QuoriaTest::ChildProcess> daemon_;
+    bool isRecording_ = false;
 };
 
 #endif
