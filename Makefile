@@ -7,6 +7,8 @@
 #                             make update-abi renews these, for a change that is meant
 #   make check-arm64          builds for AArch64 and runs the tests under qemu-user
 #   make build                builds; PRESET=debug, clang, ... picks another preset
+#   make coverage             runs the tests of the modules, prints which lines and branches ran, and
+#                             fails when those are too few
 #   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
 #   make models               searches the models of platform/itc and prints their sizes
@@ -29,7 +31,7 @@ FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
 .PHONY: packages build demo check install bench format lint clean models chaos bench-itc fuzz \
-	check-arm64 check-lttng-2.12 check-abi update-abi
+	check-arm64 check-lttng-2.12 check-abi update-abi coverage
 
 packages:
 	@tools/install-packages
@@ -64,6 +66,12 @@ check-abi update-abi: packages
 	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
 	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target quoria itc tpt
 	@tests/abi/checkAbi.sh $(FOLDER) $(ARCH) $(if $(filter update-abi,$@),--update,)
+
+coverage: packages
+	@tools/install-packages coverage
+	@test -f build/coverage/build.ninja || cmake --preset coverage
+	@cmake --build --preset coverage --parallel $(JOBS)
+	@tests/coverage/run.sh build/coverage $(JOBS)
 
 install: build
 	@cmake --install $(FOLDER) --prefix $(abspath $(PREFIX))

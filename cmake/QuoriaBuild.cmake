@@ -34,6 +34,10 @@ elseif(QUORIA_SANITIZER)
   message(FATAL_ERROR "QUORIA_SANITIZER is '${QUORIA_SANITIZER}'; it takes thread, address or nothing")
 endif()
 
+if(QUORIA_COVERAGE)
+  add_link_options(--coverage)
+endif()
+
 find_program(QUORIA_CCACHE ccache)
 if(QUORIA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
   set(CMAKE_CXX_COMPILER_LAUNCHER ${QUORIA_CCACHE})

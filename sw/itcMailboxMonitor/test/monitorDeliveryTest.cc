@@ -3,6 +3,7 @@
 #include <quoriaTest/traceCapture.h>
 
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -160,6 +161,30 @@ TEST_F(MonitorDelivery, ACallbackMayReceiveTheEndOfAnotherMailbox) {
     endMailbox(kPeer);
 
     EXPECT_THAT(told_, ElementsAre(kOtherPeer, kPeer));
+}
+
+// Which of the two users is told first is not said. That one gets a fresh itc monitor, in which the
+// other user has no part.
+TEST_F(MonitorDelivery, AUserStillToBeToldMayBeUnmonitoredFromADeliveryWithinItsOwn) {
+    bool isFirst = true;
+    const auto user = [&](unsigned int mailbox) {
+        ASSERT_TRUE(std::exchange(isFirst, false));
+        watch(mailbox);
+        endMailbox(kOtherPeer);
+    };
+    const unsigned int one = monitor().monitor(kPeer, user);
+    const unsigned int other = monitor().monitor(kPeer, user);
+    monitor().monitor(kOtherPeer, [&](unsigned int) {
+        EXPECT_NE(monitor().unmonitor(one), monitor().unmonitor(other));
+    });
+
+    endMailbox(kPeer);
+    EXPECT_FALSE(isFirst);
+    EXPECT_THAT(told_, IsEmpty());
+    EXPECT_THAT(FakeItc::takeCallsOf("itc_unmonitor"), IsEmpty());
+
+    endMailbox(kPeer);
+    EXPECT_THAT(told_, ElementsAre(kPeer));
 }
 
 TEST_F(MonitorDelivery, AnEmptyCallbackThrowsWhenItsTurnComes) {
