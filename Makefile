@@ -9,6 +9,7 @@
 #   make build                builds; PRESET=debug, clang, ... picks another preset
 #   make coverage             runs the tests of the modules, prints which lines and branches ran, and
 #                             fails when those are too few
+#   make check-valgrind       runs the tests of the modules under valgrind
 #   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
 #   make models               searches the models of platform/itc and prints their sizes
@@ -32,7 +33,7 @@ FOLDER = build/$(PRESET)
 
 .DEFAULT_GOAL := build
 .PHONY: packages build demo check install bench format lint clean models chaos bench-itc fuzz \
-	check-arm64 check-lttng-2.12 check-abi update-abi coverage
+	check-arm64 check-lttng-2.12 check-abi update-abi coverage check-valgrind
 
 packages:
 	@tools/install-packages
@@ -73,6 +74,10 @@ coverage: packages
 	@test -f build/coverage/build.ninja || cmake --preset coverage
 	@cmake --build --preset coverage --parallel $(JOBS)
 	@tests/coverage/run.sh build/coverage $(JOBS)
+
+check-valgrind: build
+	@tools/install-packages valgrind
+	@tests/valgrind/run.sh $(FOLDER) $(JOBS)
 
 install: build
 	@cmake --install $(FOLDER) --prefix $(abspath $(PREFIX))
