@@ -102,6 +102,15 @@ TEST_F(AsynchronousInvoker, RunsTheHandlerOnTheCallingThread) {
     EXPECT_EQ(ranOn, std::this_thread::get_id());
 }
 
+TEST_F(AsynchronousInvoker, PassesOnWhatTheHandlerThrowsAndReportsNoResult) {
+    const CommandInvoker invoker =
+        invokeAsynchronously([](const auto&) { throw std::runtime_error("broken"); });
+
+    EXPECT_THROW(invoker(job_), std::runtime_error);
+    EXPECT_THAT(job_->results, IsEmpty());
+    EXPECT_EQ(job_.use_count(), 1);
+}
+
 TEST_F(ConcurrentInvoker, RunsTheHandlerAndReportsItsResult) {
     invokeConcurrently(writeArgs)(job_);
 
