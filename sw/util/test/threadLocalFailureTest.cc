@@ -1,10 +1,13 @@
-// Thread-local instances when the threads library fails.
+// Thread-local instances and the calls of the threads library that they make, which may fail.
 #include <quoria/threadLocal/threadLocalLinux.h>
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <memory>
+#include <new>
+#include <thread>
 
 namespace {
 
@@ -13,6 +16,15 @@ thread_local bool keyCreateFails = false;
 thread_local bool setSpecificFails = false;
 thread_local int failingStore = 0;  // counted from now on, or 0 for none
 
+// What this thread has called.
+struct Calls {
+    int once = 0;
+    int keyCreate = 0;
+    int getSpecific = 0;
+    int setSpecific = 0;
+};
+thread_local Calls calls;
+
 }  // namespace
 
 // The linker hands the calls of this test program here.
@@ -20,16 +32,25 @@ extern "C" {
 
 int __real_pthread_once(pthread_once_t* once, void (*function)());
 int __wrap_pthread_once(pthread_once_t* once, void (*function)()) {
+    ++calls.once;
     return onceFails ? EINVAL : __real_pthread_once(once, function);
 }
 
 int __real_pthread_key_create(pthread_key_t* key, void (*destructor)(void*));
 int __wrap_pthread_key_create(pthread_key_t* key, void (*destructor)(void*)) {
+    ++calls.keyCreate;
     return keyCreateFails ? EAGAIN : __real_pthread_key_create(key, destructor);
+}
+
+void* __real_pthread_getspecific(pthread_key_t key);
+void* __wrap_pthread_getspecific(pthread_key_t key) {
+    ++calls.getSpecific;
+    return __real_pthread_getspecific(key);
 }
 
 int __real_pthread_setspecific(pthread_key_t key, const void* value);
 int __wrap_pthread_setspecific(pthread_key_t key, const void* value) {
+    ++calls.setSpecific;
     if (value != nullptr && failingStore > 0 && --failingStore == 0) {
         return ENOMEM;
     }
@@ -108,6 +129,60 @@ TEST(ThreadLocalFailure, OfAnyOneStoreCostsThatInstanceOnly) {
             EXPECT_EQ(Counted::alive, 0);
         }
     }
+}
+
+struct WithoutMemory {
+    static void* operator new(std::size_t) { throw std::bad_alloc(); }
+    static void* operator new(std::size_t, const std::nothrow_t&) noexcept { return nullptr; }
+    static void operator delete(void*) noexcept {}
+};
+
+TEST(ThreadLocalFailure, WhatIsThrownForWantOfMemoryPassesThroughAndNothingIsStored) {
+    using Instance = ThreadLocalLinux<WithoutMemory, 15>;
+    calls = {};
+    EXPECT_THROW(Instance::getInstance(), std::bad_alloc);
+    EXPECT_EQ(calls.setSpecific, 0);
+    EXPECT_EQ(Instance::peekInstance(), nullptr);
+}
+
+// Makes the key of the class of that number, which must be its first use in the process.
+template <int Slot>
+void expectTheKeyToBeMade(void (*use)()) {
+    calls = {};
+    use();
+    EXPECT_EQ(calls.once, 1);
+    EXPECT_EQ(calls.keyCreate, 1);
+    ThreadLocalLinux<Plain, Slot>::resetInstance();
+}
+
+TEST(ThreadLocalCalls, WhicheverOperationComesFirstMakesTheKey) {
+    expectTheKeyToBeMade<21>([] { ThreadLocalLinux<Plain, 21>::getInstance(); });
+    expectTheKeyToBeMade<22>([] { ThreadLocalLinux<Plain, 22>::peekInstance(); });
+    expectTheKeyToBeMade<23>([] { ThreadLocalLinux<Plain, 23>::resetInstance(); });
+}
+
+TEST(ThreadLocalCalls, OnceAnInstanceIsMadeAnAccessorOnlyReadsTheThreadsValue) {
+    using Instance = ThreadLocalLinux<Plain, 24>;
+    Instance::getInstance();
+    calls = {};
+    Instance::getInstance();
+    EXPECT_EQ(calls.getSpecific, 1);
+    EXPECT_EQ(calls.once + calls.keyCreate + calls.setSpecific, 0);
+    Instance::resetInstance();
+}
+
+TEST(ThreadLocalCalls, TheKeyServesAllThreadsAndAllInstances) {
+    using Instance = ThreadLocalLinux<Plain, 25>;
+    Instance::getInstance();
+    Instance::resetInstance();
+    calls = {};
+    Instance::getInstance();
+    Instance::resetInstance();
+    EXPECT_EQ(calls.once + calls.keyCreate, 0);
+    std::thread([] {
+        Instance::getInstance();
+        EXPECT_EQ(calls.once + calls.keyCreate, 0);
+    }).join();
 }
 
 }  // namespace
