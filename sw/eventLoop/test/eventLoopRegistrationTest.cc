@@ -212,6 +212,17 @@ TEST_F(EventLoopRegistration, AnotherThreadIsRefusedByEveryOperationAndChangesNo
     EXPECT_EQ(loop.removeFdHandler(b.fd()), EventLoopIf::NOT_FOUND);
 }
 
+TEST_F(EventLoopRegistration, AnotherThreadIsRefusedBeforeAnythingElseIsLookedAt) {
+    std::thread([this] { EXPECT_EQ(loop.run(), EventLoopIf::WRONG_THREAD); }).join();
+    add(a, note("a"));
+    std::thread([this] {
+        EXPECT_EQ(loop.addFdHandler(a.fd(), IN, note("again")), EventLoopIf::WRONG_THREAD);
+        EXPECT_EQ(loop.updateFdEvents(b.fd(), IN), EventLoopIf::WRONG_THREAD);
+        EXPECT_EQ(loop.updateFdEvents(a.fd(), 0), EventLoopIf::WRONG_THREAD);
+        EXPECT_EQ(loop.removeFdHandler(b.fd()), EventLoopIf::WRONG_THREAD);
+    }).join();
+}
+
 TEST_F(EventLoopRegistration, AnotherThreadCannotStopARunningLoop) {
     add(a, [this](int, unsigned int) {
         std::thread([this] { EXPECT_EQ(loop.stop(), EventLoopIf::WRONG_THREAD); }).join();
