@@ -70,6 +70,18 @@ TEST_F(ActiveObjectDestruction,
     EXPECT_EQ(notes(), Notes{"released"});
 }
 
+TEST_F(ActiveObjectDestruction, ReleasingInAFunctionOfItsOwnClosesTheWakeUpDescriptor) {
+    const int fd = eventfd(0, EFD_SEMAPHORE | EFD_CLOEXEC);
+    OsFaults::answerEventFd(fd);
+    const Gate ended;
+    auto object = create([this, ended] { openWhenThisThreadEnds(ended); });
+    post(*object, [&] {
+        object.reset();
+        EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+    });
+    ended.pass();
+}
+
 TEST_F(ActiveObjectDestruction, ReleasingInAFunctionOfItsOwnDropsTheFunctionsBehindIt) {
     const Gate ended;
     const Gate dropped;

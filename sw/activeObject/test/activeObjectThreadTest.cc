@@ -186,8 +186,11 @@ TEST_F(ActiveObjectThreadTest, AQueueThatCannotBeLockedThrowsAtThePosterAndAtThe
     ASSERT_EQ(pthread_mutex_init(mutex, &attributes), 0);
     makeReadable(1);
     ASSERT_EQ(pthread_mutex_lock(mutex), 0);  // and locking it again is refused
+    const TraceCapture trace;
     EXPECT_THROW(thread.scheduleFunction(noting("1")), std::system_error);
+    EXPECT_EQ(trace.messages("TRACE1").size(), 1U) << "the posting is told before anything is done";
     EXPECT_THROW(Peer::handleFdEvent(thread), std::system_error);
+    EXPECT_FALSE(readable()) << "a unit may be added for a queued function only";
     ASSERT_EQ(pthread_mutex_unlock(mutex), 0);
     EXPECT_EQ(Peer::queueLength(thread), 0U);
     EXPECT_EQ(pthread_mutexattr_destroy(&attributes), 0);

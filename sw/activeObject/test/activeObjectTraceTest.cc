@@ -4,6 +4,7 @@
 #include <quoriaTest/traceCapture.h>
 #include <sys/eventfd.h>
 
+#include <cerrno>
 #include <cstddef>
 #include <future>
 #include <memory>
@@ -13,6 +14,7 @@
 
 #include "activeObjectFixture.h"
 #include "activeObjectThreadPeer.h"
+#include "nthCall.h"
 #include "osFaults.h"
 
 namespace {
@@ -63,6 +65,18 @@ TEST_F(ActiveObjectTrace, TheThreadNamesItselfAndItsDescriptor) {
               1U);
 }
 
+TEST_F(ActiveObjectTrace, TheThreadNamesItselfInTheTraceBeforeAnythingElse) {
+    const std::string firstWords = "ActiveObjectThread started; thread=";
+    bool hasSpoken = false;
+    OsFaults::whenHeldThreadIsNamed([&] {
+        for (const std::string& message : trace.messages("TRACE1")) {
+            hasSpoken = hasSpoken || message.rfind(firstWords, 0) == 0;
+        }
+    });
+    finish(*ActiveObjectIf::create(OsFaults::kHeldThread, {}, Policy{}));
+    EXPECT_TRUE(hasSpoken);
+}
+
 TEST_F(ActiveObjectTrace, PostingNamesBothThreads) {
     ActiveObjectThread thread("test");
     const std::string id = startAndIdentify(thread);
@@ -107,6 +121,15 @@ TEST_F(ActiveObjectTrace, ReleasingOnAnotherThreadNamesBothAndEndsWithTheThreads
                                    ". Current thread is: " + here(),
                                name + " invoking application function in AO thread: " + id,
                                "Active object thread " + id + " finished"}));
+}
+
+TEST_F(ActiveObjectTrace, AThreadWhoseLoopFailsHasItsLastWordsToo) {
+    NthCall::fail("epoll_wait", 1, EIO);
+    auto thread = std::make_unique<ActiveObjectThread>("test");
+    const std::string id = startAndIdentify(*thread);
+    thread.reset();
+    EXPECT_TRUE(NthCall::disarm());
+    EXPECT_EQ(trace.count("TRACE1", "Active object thread " + id + " finished"), 1U);
 }
 
 TEST_F(ActiveObjectTrace, ReleasingOnTheOwnThreadNamesItTwiceAndPostsNothing) {
