@@ -123,6 +123,24 @@ TEST_F(StartupLifetime, ACreatorKeepsItsStateFromOneStartToTheNext) {
     EXPECT_THAT(seen, ElementsAre(1, 2));
 }
 
+TEST_F(StartupLifetime, CreatorsLiveAsLongAsTheRegistry) {
+    auto state = std::make_shared<int>(1);
+    const std::weak_ptr<int> watch = state;
+    registry_->registerParticipantCreator(
+        [state] { return std::shared_ptr<V1Participant::Base>(); });
+    registry_->registerParticipantCreator(
+        [state] { return std::shared_ptr<V2Participant::Base>(); });
+    state.reset();
+    EXPECT_EQ(watch.use_count(), 2);
+    start();
+    registry_->reset();
+    EXPECT_EQ(watch.use_count(), 2);
+
+    registry_.reset();
+
+    EXPECT_TRUE(watch.expired());
+}
+
 TEST_F(StartupLifetime, AnEmptyV1CreatorThrowsAndTheParticipantsBeforeItStay) {
     addV1("a");
     registry_->registerParticipantCreator(std::function<std::shared_ptr<V1Participant::Base>()>());
