@@ -16,6 +16,9 @@
 extern const lttng_ust_probe_desc lttng_ust__probe_desc___com_talmor_pellon_quoria
     __attribute__((visibility("hidden")));
 
+extern "C" const char* const _model_emf_uri___com_talmor_pellon_quoria___TRACE7;
+const char* const _model_emf_uri___com_talmor_pellon_quoria___TRACE7 = "urn:test";
+
 namespace {
 
 using testing::ElementsAre;
@@ -138,9 +141,16 @@ TEST(TraceProvider, TracepointsHaveTheSignaturesThatTheProbesExpect) {
                  timestamped("", 0).signature.c_str());
 }
 
-TEST(TraceProvider, NoEventHasAModelUri) {
+// This program defines one; a process that does not has none.
+TEST(TraceProvider, AnEventHasAModelUriOnlyIfSomebodyDefinesIt) {
     for (unsigned int i = 0; i < provider().nr_events; ++i) {
-        EXPECT_EQ(provider().event_desc[i]->model_emf_uri, nullptr);
+        const lttng_ust_event_desc& event = *provider().event_desc[i];
+        if (std::string(event.event_name) == "TRACE7") {
+            ASSERT_NE(event.model_emf_uri, nullptr);
+            EXPECT_STREQ(*event.model_emf_uri, "urn:test");
+        } else {
+            EXPECT_EQ(event.model_emf_uri, nullptr) << event.event_name;
+        }
     }
 }
 
