@@ -13,6 +13,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 using testing::Pair;
 
 MATCHER_P2(Event, name, fields, std::string(name) + ": " + fields) {
@@ -167,6 +168,23 @@ TEST(Tracing, TakesTheProviderBackWhenItIsUnloaded) {
 TEST(Tracing, ThatCanNotBeSetUpLetsTheProgramGoOnWithoutIt) {
     TracingSession session;
     session.run({PEER_TRACEREFUSED});
+    EXPECT_THAT(session.finish(), IsEmpty());
+}
+
+TEST(Tracing, ThatCanNotBeSetUpIsToldOnStandardError) {
+    QuoriaTest::ChildProcess::Options options;
+    options.environment = {"LTTNG_HOME=/nonexistent"};
+    const QuoriaTest::Outcome outcome = QuoriaTest::runToEnd({PEER_TRACEREFUSED}, options);
+    EXPECT_EQ(outcome.exitCode, 0);
+    EXPECT_THAT(outcome.output, IsEmpty());
+    // The number is of the older generation only.
+    EXPECT_THAT(outcome.error, MatchesRegex("LTTng-UST: Error( \\(-[0-9]+\\))? while registering "
+                                            "tracepoint probe.\n"));
+}
+
+TEST(Tracing, WithoutItsRuntimeLeavesEveryEventDisabled) {
+    TracingSession session;
+    session.run({PEER_TRACEABSENT});
     EXPECT_THAT(session.finish(), IsEmpty());
 }
 
