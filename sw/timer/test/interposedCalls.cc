@@ -75,8 +75,9 @@ QUORIA_EXPORT int close(int fd) {
 QUORIA_EXPORT int epoll_ctl(int epfd, int op, int fd, epoll_event* event) noexcept {
     InterposedCalls* const calls = InterposedCalls::current();
     if (calls != nullptr && calls->onCall && op != EPOLL_CTL_MOD) {
-        calls->onCall((op == EPOLL_CTL_ADD ? "epoll_ctl ADD " : "epoll_ctl DEL ") +
-                      std::to_string(fd));
+        calls->onCall(op == EPOLL_CTL_ADD ? "epoll_ctl ADD " + std::to_string(fd) + " for " +
+                                                std::to_string(event->events)
+                                          : "epoll_ctl DEL " + std::to_string(fd));
     }
     static const auto real = next(&epoll_ctl, "epoll_ctl");
     return real(epfd, op, fd, event);

@@ -26,8 +26,8 @@ public:
         readError_ = error;
         readsBeforeError_ = skipped;
     }
-    // Called with "close <fd>", "epoll_ctl ADD <fd>" and "epoll_ctl DEL <fd>" before the call is
-    // made.
+    // Called with "close <fd>", "epoll_ctl ADD <fd> for <events>" and "epoll_ctl DEL <fd>" before
+    // the call is made.
     std::function<void(const std::string&)> onCall;
 
     // For the functions themselves.

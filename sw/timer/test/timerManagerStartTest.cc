@@ -3,9 +3,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <quoriaTest/traceCapture.h>
+#include <sys/epoll.h>
 #include <sys/timerfd.h>
 
 #include <ctime>
+#include <string>
 #include <thread>
 
 #include "timerFixture.h"
@@ -38,7 +40,7 @@ TEST_F(TimerManagerStart, TheFirstStartMakesAMonotonicDescriptorAndDisarmsIt) {
     EXPECT_EQ(first.value.it_interval.tv_nsec, 0);
 }
 
-TEST_F(TimerManagerStart, TheNewDescriptorIsDisarmedBeforeTheLoopWatchesIt) {
+TEST_F(TimerManagerStart, TheNewDescriptorIsDisarmedBeforeTheLoopWatchesItForReading) {
     Log made;
     calls.onCall = [&made](const std::string& call) { made.push_back(call); };
     os->onDisarm = [&made](int fd) { made.push_back("disarm " + std::to_string(fd)); };
@@ -46,7 +48,8 @@ TEST_F(TimerManagerStart, TheNewDescriptorIsDisarmedBeforeTheLoopWatchesIt) {
     start(5ms, a, 1);
 
     const std::string fd = std::to_string(os->fd());
-    EXPECT_EQ(made, (Log{"disarm " + fd, "epoll_ctl ADD " + fd}));
+    EXPECT_EQ(made,
+              (Log{"disarm " + fd, "epoll_ctl ADD " + fd + " for " + std::to_string(EPOLLIN)}));
     calls.onCall = nullptr;
     os->onDisarm = nullptr;
 }
