@@ -1,5 +1,7 @@
 #include "itcMessageSubscriptionImpl.h"
 
+#include "eventLoopImpl.h"
+
 #include <quoria/eventLoop/eventLoopIf.h>
 #include <quoria/threadLocal/threadLocalLinux.h>
 
@@ -12,6 +14,7 @@
 namespace {
 
 using Quoria::EventLoop::V1::EventLoopIf;
+using Quoria::EventLoop::V1::EventLoopImpl;
 using Quoria::ItcMessageSubscription::V1::ItcMessageSubscriptionIf;
 using Quoria::ItcMessageSubscription::V1::ItcMessageSubscriptionImpl;
 using Quoria::ItcMessageSubscription::V1::MsgHandler;
@@ -142,6 +145,31 @@ TEST_F(HandlerTable, OtherThreadsAreRefusedAndChangeNothing) {
     EXPECT_TRUE(isRegistered(kMsgNo));
     EXPECT_FALSE(isRegistered(kMsgNo + 1));
     EXPECT_EQ(subscription_.monitorItcFd(fd_), ItcMessageSubscriptionIf::OK);
+}
+
+TEST_F(HandlerTable, OtherThreadsAreRefusedWhateverTheyAskFor) {
+    subscription_.monitorItcFd(fd_);
+    subscription_.addMsgHandler(kMsgNo, kIgnore);
+    MsgHandler handler;
+
+    EXPECT_EQ(onAnotherThread([this] { return subscription_.monitorItcFd(fd_); }),
+              ItcMessageSubscriptionIf::WRONG_THREAD);
+    EXPECT_EQ(onAnotherThread([this] { return subscription_.addMsgHandler(kMsgNo, kIgnore); }),
+              ItcMessageSubscriptionIf::WRONG_THREAD);
+    EXPECT_EQ(onAnotherThread([this] { return subscription_.removeMsgHandler(kMsgNo + 1); }),
+              ItcMessageSubscriptionIf::WRONG_THREAD);
+    EXPECT_EQ(onAnotherThread(
+                  [this, &handler] { return subscription_.getMsgHandler(kMsgNo + 1, handler); }),
+              ItcMessageSubscriptionIf::WRONG_THREAD);
+}
+
+TEST_F(HandlerTable, WithoutADescriptorNoEventLoopIsMade) {
+    std::thread([] {
+        ItcMessageSubscriptionIf::getInstance().addMsgHandler(kMsgNo, kIgnore);
+        ItcMessageSubscriptionImpl::reset();
+
+        EXPECT_EQ((ThreadLocalLinux<EventLoopImpl, 1>::peekInstance()), nullptr);
+    }).join();
 }
 
 TEST_F(HandlerTable, ADescriptorIsWatchedByTheThreadsEventLoop) {

@@ -223,6 +223,27 @@ TEST_F(MessageDispatch, AMessageWhoseHandlerWasRemovedIsUnhandled) {
     EXPECT_EQ(trace.messages("ERROR").size(), 1U);
 }
 
+TEST_F(MessageDispatch, ADescriptorThatCanOnlyBeWrittenTakesNoMessage) {
+    const int writable = eventfd(0, EFD_CLOEXEC);
+    const int readable = eventfd(1, EFD_CLOEXEC);
+    int rounds = 0;
+    subscription_.monitorItcFd(writable);
+    const auto stopAfterTwoRounds = [&rounds](int, unsigned int) {
+        if (++rounds == 2) {
+            EventLoopIf::getInstance()->stop();
+        }
+    };
+    EventLoopIf::getInstance()->addFdHandler(readable, EventLoopIf::EVENT_IN, stopAfterTwoRounds);
+
+    EXPECT_EQ(EventLoopIf::getInstance()->run(), EventLoopIf::OK);
+
+    EXPECT_THAT(FakeItc::takeCallsOf("itc_receive"), IsEmpty());
+    EventLoopIf::getInstance()->removeFdHandler(readable);
+    ItcMessageSubscriptionImpl::reset();
+    close(readable);
+    close(writable);
+}
+
 TEST_F(MessageDispatch, TheEventLoopTakesAMessageEachTimeItFindsTheDescriptorReadable) {
     const int readable = eventfd(1, EFD_CLOEXEC);
     record(kMsgNo);
