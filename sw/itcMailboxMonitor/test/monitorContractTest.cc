@@ -241,6 +241,20 @@ TEST_F(MonitorContract, ThreadsThatWatchTheSameMailboxAreEachToldOnTheirOwn) {
     EXPECT_THAT(told_, ElementsAre(peer.mailbox()));
 }
 
+TEST_F(MonitorContract, AThreadWithoutAMailboxRegistersAllTheSame) {
+    const Peer peer;
+
+    std::thread([&peer] {
+        const unsigned int first = monitor().monitor(peer.mailbox(), [](unsigned int) {});
+        const unsigned int second = monitor().monitor(peer.mailbox(), [](unsigned int) {});
+
+        EXPECT_EQ(second, first + 1);
+        EXPECT_TRUE(monitor().unmonitor(first));
+        EXPECT_TRUE(monitor().unmonitor(second));
+        EXPECT_FALSE(monitor().unmonitor(second));
+    }).join();
+}
+
 TEST_F(MonitorContract, IndicationsAfterAResetAreUnhandledMessages) {
     Peer peer;
     watch(peer.mailbox());

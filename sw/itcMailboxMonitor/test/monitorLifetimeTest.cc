@@ -52,6 +52,32 @@ TEST_F(MonitorLifetime, AMonitorHandlesItsThreadsIndicationsFromTheStart) {
     EXPECT_TRUE(handlesIndications());
 }
 
+TEST_F(MonitorLifetime, ANumberThatIsTakenStaysWithWhoHasItUntilTheMonitorGoes) {
+    int taken = 0;
+    Subscription::getInstance().addMsgHandler(kMonitorIndMsgNo, [&taken](const auto&) { ++taken; });
+    watch(kPeer);
+
+    endMailbox(kPeer);
+
+    EXPECT_EQ(taken, 1);
+    EXPECT_THAT(told_, IsEmpty());
+    Monitor::reset();
+    EXPECT_FALSE(handlesIndications());
+}
+
+TEST_F(MonitorLifetime, AResetEndsTheHandlingBeforeItDropsTheCallbacks) {
+    bool handledAtTheDrop = true;
+    const auto noteAtEnd = [&handledAtTheDrop](const int* token) {
+        handledAtTheDrop = handlesIndications();
+        delete token;
+    };
+    monitor().monitor(kPeer, [held = std::shared_ptr<int>(new int(0), noteAtEnd)](unsigned int) {});
+
+    Monitor::reset();
+
+    EXPECT_FALSE(handledAtTheDrop);
+}
+
 TEST_F(MonitorLifetime, AResetEndsTheHandlingAndForgetsAllUsersSilently) {
     const unsigned int handle = watch(kPeer);
     FakeItc::takeCalls();
@@ -210,6 +236,18 @@ TEST_F(MonitorLifetime, AThreadMayEndWithItsMonitorGoneFirst) {
         ThreadLocalLinux<Monitor, 1>::peekInstance();  // makes the key and no instance
         monitor().monitor(kPeer, [](unsigned int) {});
     }).join();
+}
+
+TEST_F(MonitorLifetime, AThreadThatEndsDropsItsCallbacksSilently) {
+    const auto owned = std::make_shared<int>();
+
+    std::thread([owned] {
+        monitor().monitor(kPeer, [owned](unsigned int) { FAIL() << "dropped"; });
+        FakeItc::takeCalls();
+    }).join();
+
+    EXPECT_EQ(owned.use_count(), 1);
+    EXPECT_THAT(FakeItc::takeCalls(), IsEmpty()) << "no itc_unmonitor";
 }
 
 }  // namespace

@@ -1,7 +1,34 @@
 #include "monitorFixture.h"
 
+#include <pthread.h>
+
+#include <cerrno>
+#include <memory>
 #include <set>
+#include <system_error>
 #include <thread>
+
+namespace {
+
+thread_local bool locksFail = false;
+
+}  // namespace
+
+// Visible, because a sanitizer's library locks mutexes, too.
+#pragma GCC visibility push(default)
+
+extern "C" {
+
+// The linker turns calls of pthread_mutex_lock to __wrap_ and its name, and __real_ and its name to
+// the C library's.
+int __real_pthread_mutex_lock(pthread_mutex_t* mutex);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* mutex) {
+    return locksFail ? EINVAL : __real_pthread_mutex_lock(mutex);
+}
+
+}  // extern "C"
+
+#pragma GCC visibility pop
 
 namespace {
 
@@ -132,6 +159,22 @@ TEST_F(MonitorRegistration, HandlesOfDifferentThreadsNeverCoincide) {
     std::set<unsigned int> all(here.begin(), here.end());
     all.insert(there.begin(), there.end());
     EXPECT_EQ(all.size(), 2 * each);
+}
+
+TEST_F(MonitorRegistration, AHandleThatCannotBeCountedIsAnErrorAndRegistersNothing) {
+    const auto owned = std::make_shared<int>();
+    const std::function<void(unsigned int)> callback = [owned](unsigned int) {};
+    Monitor& own = monitor();
+    const unsigned int before = watch(kOtherPeer);
+    FakeItc::takeCalls();
+
+    locksFail = true;
+    EXPECT_THROW(own.monitor(kPeer, callback), std::system_error);
+    locksFail = false;
+
+    EXPECT_THAT(FakeItc::takeCalls(), IsEmpty());
+    EXPECT_EQ(owned.use_count(), 2);
+    EXPECT_EQ(watch(kPeer), before + 1);
 }
 
 }  // namespace
