@@ -1,10 +1,37 @@
 #include <quoria/command/commandIf.h>
 
 #include <quoriaTest/rciAnswers.h>
+#include <quoriaTest/traceCapture.h>
 
 #include <gmock/gmock.h>
 
+#include <cstddef>
+#include <cstdlib>
+#include <new>
 #include <sstream>
+
+namespace {
+
+thread_local int allocations = 0;
+
+}  // namespace
+
+void* operator new(std::size_t size) {
+    ++allocations;
+    void* const memory = std::malloc(size);
+    if (memory == nullptr) {
+        throw std::bad_alloc();
+    }
+    return memory;
+}
+
+void operator delete(void* memory) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t) noexcept {
+    std::free(memory);
+}
 
 namespace {
 
@@ -23,6 +50,15 @@ protected:
 TEST_F(Command, ContactsNobodyWhenItIsMade) {
     EXPECT_NE(command_, nullptr);
     EXPECT_THAT(ScriptedItc::calls(), IsEmpty());
+}
+
+TEST_F(Command, IsMadeWithItsCountInOneAllocation) {
+    const std::string name = "short";
+    const int before = allocations;
+
+    const std::shared_ptr<CommandIf> command = CommandIf::create(name);
+
+    EXPECT_EQ(allocations, before + 1);
 }
 
 TEST_F(Command, ConnectsExecutesAndDisconnects) {
@@ -70,6 +106,25 @@ TEST_F(Command, FailsWithoutADisconnectWhenTheServerGoes) {
 
     EXPECT_EQ(out_.str(), "Lost connection to server\n");
     EXPECT_EQ(ScriptedItc::sent().size(), 2U);
+}
+
+TEST_F(Command, LeavesNoTraceHoweverItEnds) {
+    const QuoriaTest::TraceCapture trace;
+    command_->execute({}, out_);  // a timeout
+    ScriptedItc::queue(QuoriaTest::connectRej());
+    command_->execute({}, out_);
+    ScriptedItc::queue(QuoriaTest::connectCfm(9));
+    ScriptedItc::queue(QuoriaTest::serverDown());
+    command_->execute({}, out_);
+    ScriptedItc::queue(QuoriaTest::connectCfm(9));
+    ScriptedItc::queue(QuoriaTest::executeResult(1));
+    ScriptedItc::queue(QuoriaTest::disconnectCfm());
+    command_->execute({}, out_);
+    ScriptedItc::setLocatedMailbox(0xFFFFFFFF);
+    command_->execute({}, out_);
+
+    EXPECT_EQ(ScriptedItc::sent().size(), 7U);
+    EXPECT_THAT(trace.events(), IsEmpty());
 }
 
 TEST_F(Command, DisconnectsWhenItsArgumentsCannotBeSent) {

@@ -56,7 +56,8 @@ TEST(CommandRegistryFailure, OfItsMailboxIsReported) {
     { const CommandRegistryImpl registry; }
 
     EXPECT_THAT(ScriptedItc::calls(), ElementsAre("create RciServer"));
-    EXPECT_EQ(trace.count("ERROR", "itc_create_mailbox failed for mailbox: RciServer"), 1U);
+    EXPECT_THAT(trace.messages("ERROR"),
+                ElementsAre("itc_create_mailbox failed for mailbox: RciServer"));
 }
 
 TEST(CommandRegistryFailure, OfItsMailboxLeavesConcurrentCommandsRegistered) {

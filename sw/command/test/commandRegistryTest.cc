@@ -8,10 +8,26 @@
 
 #include <gmock/gmock.h>
 
+#include <pthread.h>
+
 #include <atomic>
+#include <filesystem>
+#include <fstream>
 #include <future>
 #include <sstream>
 #include <thread>
+
+namespace {
+
+std::atomic<int> schedulingCalls{0};
+
+}  // namespace
+
+// Stands before the one of the C library for the whole test program.
+extern "C" int pthread_setschedparam(pthread_t, int, const sched_param*) noexcept {
+    ++schedulingCalls;
+    return 0;
+}
 
 namespace {
 
@@ -40,6 +56,17 @@ AsynchHandler sayAsynch(const std::string& text) {
         job->getOutStream() << text;
         job->done(CommandTypes::Success);
     };
+}
+
+std::vector<std::string> threadNames() {
+    std::vector<std::string> names;
+    for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::ifstream file(thread.path() / "comm");
+        std::string name;
+        std::getline(file, name);
+        names.push_back(name);
+    }
+    return names;
 }
 
 class CommandRegistry : public testing::Test {
@@ -94,6 +121,30 @@ TEST_F(CommandRegistry, IsOneForTheProcess) {
 
 TEST_F(CommandRegistry, HasAMailboxNamedRciServer) {
     EXPECT_NE(QuoriaTest::awaitMailbox("RciServer"), Itc::kItcNoMailbox);
+}
+
+TEST_F(CommandRegistry, HasAThreadNamedRciServer) {
+    QuoriaTest::awaitMailbox("RciServer");
+
+    EXPECT_THAT(threadNames(), testing::Contains("RciServer"));
+}
+
+TEST_F(CommandRegistry, LeavesItsThreadTheSchedulingThatItInherits) {
+    { const CommandRegistryImpl another; }
+
+    EXPECT_EQ(schedulingCalls, 0);
+}
+
+TEST_F(CommandRegistry, MakesTheServerOfItsThreadWithTheFirstConcurrentCommand) {
+    const TraceCapture trace({"TRACE1"});
+    { const CommandRegistryImpl unused; }
+    EXPECT_EQ(trace.count("TRACE1", "init called"), 0U);
+
+    for (const std::string name : {"first", "second"}) {
+        addConcurrent(name, say(""));
+        QuoriaTest::awaitMailbox("RCI:" + name);
+        EXPECT_EQ(trace.count("TRACE1", "init called"), 1U);
+    }
 }
 
 TEST_F(CommandRegistry, ServesEachKindOfCommand) {
@@ -252,6 +303,21 @@ TEST_F(CommandRegistry, LetsAHandlerRegisterAnotherCommand) {
     EXPECT_EQ(run("y"), "y");
 }
 
+TEST_F(CommandRegistry, LetsWhatAHandlerOwnsDeregisterOthersAsItGoes) {
+    add("other", say(""));
+    const auto deregister = [this](const int* token) {
+        EXPECT_EQ(registry_->deregisterCommandHandler("other"), CommandTypes::Success);
+        delete token;
+    };
+    add("x", [owned = std::shared_ptr<int>(new int(0), deregister)](const auto&, auto&) {
+        return CommandTypes::Success;
+    });
+
+    EXPECT_EQ(remove("x"), CommandTypes::Success);
+
+    EXPECT_EQ(remove("other"), CommandTypes::Failed);
+}
+
 TEST_F(CommandRegistry, MayBeUsedByManyThreads) {
     std::vector<std::thread> users;
     std::atomic<int> registered{0};
@@ -317,6 +383,21 @@ TEST_F(CommandRegistryReset, FreesTheNameOfAConcurrentCommandButItsThreadKeepsIt
     QuoriaTest::awaitMailbox("RCI:behind");
 
     EXPECT_EQ(run("x"), "first");
+}
+
+TEST_F(CommandRegistryReset, LetsWhatAHandlerOwnsDeregisterOthersAsItGoes) {
+    addConcurrent("other", say(""));
+    const auto deregister = [this](const int* token) {
+        EXPECT_EQ(registry_->deregisterCommandHandler("other"), CommandTypes::Success);
+        delete token;
+    };
+    add("x", [owned = std::shared_ptr<int>(new int(0), deregister)](const auto&, auto&) {
+        return CommandTypes::Success;
+    });
+
+    serving_.call(resetRegistry);
+
+    EXPECT_EQ(remove("x"), CommandTypes::Failed);
 }
 
 TEST_F(CommandRegistryReset, DoesNothingElseOnAThreadWithoutAServer) {

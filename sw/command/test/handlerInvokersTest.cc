@@ -67,6 +67,16 @@ TEST_F(SynchronousInvoker, RunsTheHandlerAndReportsItsResult) {
     EXPECT_THAT(trace_.messages("TRACE1"), ElementsAre("Invoking synchronous cmd handler: status"));
 }
 
+TEST_F(SynchronousInvoker, TracesTheHandlerBeforeItRuns) {
+    std::vector<std::string> tracedBefore;
+    invokeSynchronously([&](const auto&, auto&) {
+        tracedBefore = trace_.messages("TRACE1");
+        return CommandTypes::Success;
+    })(job_);
+
+    EXPECT_THAT(tracedBefore, ElementsAre("Invoking synchronous cmd handler: status"));
+}
+
 TEST_F(SynchronousInvoker, RunsTheHandlerOnTheCallingThread) {
     std::thread::id ranOn;
     invokeSynchronously([&ranOn](const auto&, auto&) {
@@ -95,6 +105,13 @@ TEST_F(AsynchronousInvoker, SharesTheJobWithTheHandlerAndReportsNoResult) {
                 ElementsAre("Invoking asynchronous cmd handler: status"));
 }
 
+TEST_F(AsynchronousInvoker, TracesTheHandlerBeforeItRuns) {
+    std::vector<std::string> tracedBefore;
+    invokeAsynchronously([&](const auto&) { tracedBefore = trace_.messages("TRACE1"); })(job_);
+
+    EXPECT_THAT(tracedBefore, ElementsAre("Invoking asynchronous cmd handler: status"));
+}
+
 TEST_F(AsynchronousInvoker, RunsTheHandlerOnTheCallingThread) {
     std::thread::id ranOn;
     invokeAsynchronously([&ranOn](const auto&) { ranOn = std::this_thread::get_id(); })(job_);
@@ -117,6 +134,16 @@ TEST_F(ConcurrentInvoker, RunsTheHandlerAndReportsItsResult) {
     EXPECT_EQ(job_->out.str(), "on;off;");
     EXPECT_THAT(job_->results, ElementsAre(CommandTypes::InvalidArguments));
     EXPECT_THAT(trace_.messages("TRACE1"), ElementsAre("Invoking concurrent cmd handler: status"));
+}
+
+TEST_F(ConcurrentInvoker, TracesTheHandlerBeforeItRuns) {
+    std::vector<std::string> tracedBefore;
+    invokeConcurrently([&](const auto&, auto&) {
+        tracedBefore = trace_.messages("TRACE1");
+        return CommandTypes::Success;
+    })(job_);
+
+    EXPECT_THAT(tracedBefore, ElementsAre("Invoking concurrent cmd handler: status"));
 }
 
 TEST_F(ConcurrentInvoker, RunsTheHandlerOnANamedThreadOfItsOwn) {

@@ -189,6 +189,20 @@ TEST_F(ItcStreamBufTest, HoldsNothingBack) {
     EXPECT_THAT(sentTexts(), ElementsAre("abc"));
 }
 
+TEST_F(ItcStreamBufTest, IsAnOrdinaryStreamBufferInAllElse) {
+    char room[4];
+
+    EXPECT_EQ(buffer_.pubsync(), 0);
+    EXPECT_EQ(buffer_.pubsetbuf(room, sizeof room), &buffer_);
+    EXPECT_EQ(buffer_.in_avail(), 0);
+    EXPECT_EQ(buffer_.sgetc(), OpenedStreamBuf::traits_type::eof());
+    EXPECT_EQ(buffer_.sputbackc('x'), OpenedStreamBuf::traits_type::eof());
+
+    EXPECT_TRUE(buffer_.hasNoPutArea());
+    EXPECT_TRUE(buffer_.hasNoGetArea());
+    EXPECT_THAT(sentTexts(), ElementsAre());
+}
+
 TEST_F(ItcStreamBufTest, ReportsOutputThatItcHasNoMemoryForAndGoesOn) {
     const QuoriaTest::TraceCapture trace({"ERROR"});
     ScriptedItc::failAlloc(Quoria::Command::Backend::kRciOutputIndMsgNo);

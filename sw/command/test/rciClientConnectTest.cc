@@ -1,5 +1,6 @@
 #include "rciClient.h"
 
+#include <quoriaTest/flushCounter.h>
 #include <quoriaTest/rciAnswers.h>
 
 #include <gmock/gmock.h>
@@ -15,6 +16,20 @@ using QuoriaTest::SentMessage;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+constexpr std::uint32_t kNone = 0xFFFFFFFF;
+
+// Reaches what a client knows of its server, only part of which shows in what it sends.
+template <std::uint32_t RciClient::*Mailbox, std::uint32_t RciClient::*Revision,
+          std::uint32_t RciClient::*ConnectionRef, std::uint32_t RciClient::*MonitorId>
+struct ServerAccess {
+    friend std::vector<std::uint32_t> serverOf(const RciClient& client) {
+        return {client.*Mailbox, client.*Revision, client.*ConnectionRef, client.*MonitorId};
+    }
+};
+std::vector<std::uint32_t> serverOf(const RciClient& client);
+template struct ServerAccess<&RciClient::serverMailbox_, &RciClient::revision_,
+                             &RciClient::connectionRef_, &RciClient::monitorId_>;
+
 class RciClientConnecting : public testing::Test {
 protected:
     bool connect() { return client_.connectToServer(out_); }
@@ -26,6 +41,61 @@ protected:
 TEST_F(RciClientConnecting, IsNotConnectedToBeginWith) {
     EXPECT_FALSE(client_.isConnected());
     EXPECT_THAT(ScriptedItc::calls(), IsEmpty());
+}
+
+TEST_F(RciClientConnecting, KnowsNothingOfAServerToBeginWith) {
+    EXPECT_THAT(serverOf(client_), ElementsAre(kNone, 0U, 0U, kNone));
+}
+
+TEST_F(RciClientConnecting, KeepsWhatItLearnsOfTheServerUntilItIsReset) {
+    ScriptedItc::queue(Bytes().word(0x017070A1).word(1).word(9).word(3));
+    connect();
+    EXPECT_THAT(serverOf(client_),
+                ElementsAre(ScriptedItc::kLocatedMailbox, 3U, 9U, ScriptedItc::kMonitorId));
+    const std::vector<std::string> before = ScriptedItc::calls();
+
+    client_.reset();
+
+    EXPECT_THAT(serverOf(client_), ElementsAre(kNone, 0U, 0U, kNone));
+    EXPECT_EQ(ScriptedItc::calls(), before);
+}
+
+TEST_F(RciClientConnecting, KeepsTheMailboxAloneOfAServerThatRejects) {
+    ScriptedItc::queue(QuoriaTest::connectRej());
+
+    connect();
+
+    EXPECT_THAT(serverOf(client_), ElementsAre(ScriptedItc::kLocatedMailbox, 0U, 0U, kNone));
+}
+
+TEST_F(RciClientConnecting, HandsItcAnIndicationOfFourBytes) {
+    ScriptedItc::queue(QuoriaTest::connectCfm(9));
+
+    connect();
+
+    EXPECT_THAT(ScriptedItc::indications(), ElementsAre(Bytes().word(0x017070A9).get()));
+}
+
+TEST_F(RciClientConnecting, TakesAConfirmForItsOwnWhateverRequestThatNames) {
+    ScriptedItc::queue(Bytes().word(0x017070A1).word(77).word(9).word(1), 0x99);
+
+    EXPECT_TRUE(connect());
+}
+
+TEST_F(RciClientConnecting, FlushesEachLineThatItWrites) {
+    QuoriaTest::FlushCounter buffer;
+    std::ostream out(&buffer);
+
+    client_.connectToServer(out);  // a timeout
+    EXPECT_EQ(buffer.flushes(), 1);
+
+    ScriptedItc::queue(QuoriaTest::connectRej());
+    client_.connectToServer(out);
+    EXPECT_EQ(buffer.flushes(), 2);
+
+    ScriptedItc::setLocatedMailbox(kNone);
+    client_.connectToServer(out);
+    EXPECT_EQ(buffer.flushes(), 3);
 }
 
 TEST_F(RciClientConnecting, LocatesAsksAndMonitorsInThisOrder) {

@@ -1,5 +1,6 @@
 #include "rciClient.h"
 
+#include <quoriaTest/flushCounter.h>
 #include <quoriaTest/rciAnswers.h>
 
 #include <gmock/gmock.h>
@@ -95,6 +96,30 @@ TEST_F(RciClientExecuting, WritesTheOutputAsItComesWithNothingBetween) {
 
     EXPECT_EQ(out_.str(), "one two\nthree");
     EXPECT_EQ(ScriptedItc::blocksInUse(), 0U);
+}
+
+TEST_F(RciClientExecuting, FlushesNoOutputButTheLineAboutALostServer) {
+    QuoriaTest::FlushCounter buffer;
+    std::ostream out(&buffer);
+    ScriptedItc::queue(QuoriaTest::output("one\n"));
+    ScriptedItc::queue(QuoriaTest::executeResult(1));
+    client_.executeRemoteCmd({}, out);
+    EXPECT_EQ(buffer.flushes(), 0);
+
+    ScriptedItc::queue(QuoriaTest::serverDown());
+    client_.executeRemoteCmd({}, out);
+
+    EXPECT_EQ(buffer.flushes(), 1);
+}
+
+TEST_F(RciClientExecuting, TakesAnswersForItsOwnWhateverRequestTheyName) {
+    ScriptedItc::queue(Bytes().word(0x017070A4).word(77).word(78), 0x99);
+    ScriptedItc::queue(Bytes().word(0x017070A6).word(77).word(78).word(2).text("ok"), 0x99);
+    ScriptedItc::queue(Bytes().word(0x017070A5).word(77).word(78).word(2), 0x99);
+
+    EXPECT_EQ(execute(), CommandTypes::InvalidArguments);
+
+    EXPECT_EQ(out_.str(), "ok");
 }
 
 TEST_F(RciClientExecuting, WritesAnyByteValueAndNothingForAnEmptyOutput) {
@@ -203,6 +228,15 @@ TEST_F(RciClientDisconnecting, AsksWaitsAndStopsMonitoring) {
     EXPECT_EQ(ScriptedItc::calls().back(), "unmonitor 0x43");
     EXPECT_FALSE(client_.isConnected());
     EXPECT_EQ(ScriptedItc::blocksInUse(), 0U);
+}
+
+TEST_F(RciClientDisconnecting, TakesAConfirmForItsOwnWhateverRequestThatNames) {
+    ScriptedItc::queue(Bytes().word(0x017070A8).word(77).word(78), 0x99);
+
+    client_.disconnectFromServer();
+
+    EXPECT_EQ(ScriptedItc::blocksInUse(), 0U);
+    EXPECT_FALSE(client_.isConnected());
 }
 
 TEST_F(RciClientDisconnecting, DoesNothingWithoutAConnection) {

@@ -97,6 +97,15 @@ TEST_F(RciServerConnecting, CountsItsConnections) {
     EXPECT_EQ(ScriptedItc::sent().at(3).wordAt(8), 3U);
 }
 
+TEST_F(RciServerConnecting, DoesNotCountTheClientsThatItRejects) {
+    registerCommand("status");
+
+    connect("other");
+    connect("status");
+
+    EXPECT_EQ(ScriptedItc::sent().at(1).wordAt(8), 1U);
+}
+
 TEST_F(RciServerConnecting, KeepsTheOldConnectionWhenTheCountMeetsItAgain) {
     registerCommand("status");
     registerCommand("other");

@@ -99,6 +99,31 @@ TEST_F(RciServerExecuting, SendsOutputAndResultForTheRequestAndTheConnection) {
     }
 }
 
+TEST_F(RciServerExecuting, SendsAsFromTheMailboxThatWasCurrentWhenTheRequestCame) {
+    ScriptedItc::setCurrentMailbox(0x22);
+    execute(1);
+    ScriptedItc::setCurrentMailbox(0x23);
+
+    jobs_.at(0)->getOutStream() << "ok" << std::endl;
+    jobs_.at(0)->done(CommandTypes::Success);
+
+    for (const std::size_t i : {1U, 2U, 3U, 4U}) {
+        EXPECT_EQ(ScriptedItc::sent().at(i).sender, 0x22U);
+    }
+}
+
+TEST_F(RciServerExecuting, TracesTheRequestBeforeTheCommandRuns) {
+    std::vector<std::string> tracedBefore;
+    server_->registerCommandInvoker(
+        "early", [this, &tracedBefore](const Job&) { tracedBefore = trace_.messages("TRACE1"); });
+    connect("early");
+
+    execute(2);
+
+    EXPECT_THAT(tracedBefore,
+                Contains("Received execute request for command 'early' with args: {}"));
+}
+
 TEST_F(RciServerExecuting, LetsGoOfTheJobWhenTheCommandHasRun) {
     execute(1);
 
@@ -167,6 +192,23 @@ TEST_F(RciServerDisconnecting, ConfirmsAndStopsMonitoringTheClient) {
     EXPECT_EQ(answer.receiver, kClient);
     EXPECT_EQ(answer.sender, 0xFFF00000U);
     EXPECT_THAT(ScriptedItc::calls(), Contains("unmonitor 0x43"));
+    EXPECT_EQ(trace_.count("TRACE1", "Disconnect accepted for command 'status'"), 1U);
+}
+
+TEST_F(RciServerDisconnecting, StopsMonitoringBeforeItConfirms) {
+    disconnect(1);
+
+    EXPECT_THAT(ScriptedItc::calls(),
+                ElementsAre("add_name 0x21 RCI:status", "monitor 0x71 with 0x1707091",
+                            "send 0x17070a1", "unmonitor 0x43", "send 0x17070a8"));
+}
+
+TEST_F(RciServerDisconnecting, ConfirmsForACommandThatWasDeregistered) {
+    server_->deregisterCommandInvoker("status");
+
+    disconnect(1);
+
+    EXPECT_THAT(sentNumbers(), ElementsAre(kConnectCfm, kDisconnectCfm));
     EXPECT_EQ(trace_.count("TRACE1", "Disconnect accepted for command 'status'"), 1U);
 }
 

@@ -26,6 +26,7 @@ struct State {
     std::map<const itc_msg*, Block> blocks;
     std::deque<itc_msg*> queue;
     std::vector<SentMessage> sent;
+    std::vector<std::vector<std::uint8_t>> indications;
     std::vector<ReceiveCall> receiveCalls;
     std::vector<std::string> calls;
     std::set<std::uint32_t> failingAllocs;
@@ -163,6 +164,11 @@ std::vector<SentMessage> sent() {
     return state().sent;
 }
 
+std::vector<std::vector<std::uint8_t>> indications() {
+    const Lock lock(state().mutex);
+    return state().indications;
+}
+
 std::vector<ReceiveCall> receiveCalls() {
     const Lock lock(state().mutex);
     return state().receiveCalls;
@@ -283,7 +289,7 @@ itc_mbox_id_t __itc_locate(const char* name, const char* file, int line) {
 itc_monitor_id_t __itc_monitor(itc_mbox_id_t mailbox, itc_msg** msg, const char* file, int line) {
     const Lock lock(state().mutex);
     record("monitor " + hex(mailbox) + " with " + hex((*msg)->msgno), file, line);
-    consume(msg);
+    state().indications.push_back(consume(msg));
     return QuoriaTest::ScriptedItc::kMonitorId;
 }
 

@@ -68,6 +68,8 @@ void setCreatedMailbox(std::uint32_t mailbox);
 void failAlloc(std::uint32_t msgNo);
 
 std::vector<SentMessage> sent();
+// The blocks that itc_monitor has been given, byte by byte.
+std::vector<std::vector<std::uint8_t>> indications();
 std::vector<ReceiveCall> receiveCalls();
 // The calls that leave a trace with others, in their order: "locate RCI:x", "send 0x17070a0",
 // "monitor 0x32 with 0x17070a9", "unmonitor 0x43", "add_name 0x21 RCI:x", "create cmdHandler:x",
