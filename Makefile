@@ -76,7 +76,6 @@ coverage: packages
 	@tests/coverage/run.sh build/coverage $(JOBS)
 
 check-valgrind: build
-	@tools/install-packages valgrind
 	@tests/valgrind/run.sh $(FOLDER) $(JOBS)
 
 install: build
