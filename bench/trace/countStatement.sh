@@ -24,7 +24,7 @@ done
 
 # Prints the instructions, loads and conditional branches of a function.
 count() {
-    if ! LD_LIBRARY_PATH="$copies" LTTNG_HOME=/nonexistent \
+    if ! LD_LIBRARY_PATH="$copies${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}" LTTNG_HOME=/nonexistent \
         valgrind --tool=callgrind --cache-sim=yes --branch-sim=yes --toggle-collect="$1" \
         --callgrind-out-file="$folder/counts" "$copies/$(basename "$program")" \
         >"$folder/log" 2>&1; then
