@@ -17,9 +17,11 @@ namespace {
 
 using QuoriaTest::Order;
 
+constexpr std::size_t kThreads = 3;
+
 enum class MailboxKey { FIRST, LAST };
 
-// What was still alive or open after the end of the thread, or nothing.
+// What was still alive or open after the end of some threads, or nothing.
 std::string leftBehind(const Order& order, MailboxKey mailboxKey) {
     if (mailboxKey == MailboxKey::FIRST) {
         QuoriaTest::prepareProcess();
@@ -32,7 +34,9 @@ std::string leftBehind(const Order& order, MailboxKey mailboxKey) {
 
     QuoriaTest::Traces traces;
     const std::size_t descriptorsBefore = QuoriaTest::countDescriptors();
-    std::thread([&] { QuoriaTest::useThread(order, traces); }).join();
+    for (std::size_t i = 0; i < kThreads; ++i) {
+        std::thread([&] { QuoriaTest::useThread(order, traces); }).join();
+    }
 
     std::string left;
     if (traces.kept.use_count() != 1) {
@@ -41,7 +45,8 @@ std::string leftBehind(const Order& order, MailboxKey mailboxKey) {
     if (traces.calls != 0) {
         left += "Callbacks were called. ";
     }
-    if (QuoriaTest::countDescriptors() != descriptorsBefore) {
+    // One or two may be itc's, which keeps what it waits with, and has not waited before.
+    if (QuoriaTest::countDescriptors() >= descriptorsBefore + kThreads) {
         left += "Descriptors are left. ";
     }
     return left;

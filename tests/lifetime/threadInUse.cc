@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <iterator>
 #include <map>
+#include <string>
 #include <thread>
 
 namespace QuoriaTest {
@@ -85,14 +86,17 @@ void leaveCallbacksPending(Traces& traces) {
     ItcMailboxLocatorImpl::getInstance().locate("main", callOfMailbox);
     ItcMailboxMonitorImpl::getInstance().monitor(mainMailbox, callOfMailbox);
     CommandRegistryIf* const registry = CommandRegistryIf::getInstance();
+    // The names of a thread that has ended stay taken.
+    const std::string mailbox = std::to_string(Itc::currentMailbox());
     registry->registerCommandHandler(
-        "synchronous",
+        "synchronous" + mailbox,
         [call](const auto&, auto&) {
             call();
             return CommandTypes::Success;
         },
         false);
-    registry->registerAsynchCommandHandler("asynchronous", [call](const auto&) { call(); });
+    registry->registerAsynchCommandHandler("asynchronous" + mailbox,
+                                           [call](const auto&) { call(); });
     itc_msg* msg = Itc::alloc(sizeof(std::uint32_t), kMsgNo);
     Itc::send(&msg, Itc::currentMailbox(), Itc::kItcOwnMailbox);
 }
