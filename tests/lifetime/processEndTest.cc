@@ -22,6 +22,9 @@ TEST_P(EndOfAProcess, HasItsOwnStatusAndNothingToSay) {
 
 // The recording isn't read: a thread that the end has caught may have left an event half written.
 TEST_P(EndOfAProcess, IsTheSameWithEveryEventTraced) {
+#if defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer does not see how the tracer waits for those who fire an event";
+#endif
     TracingSession session;
 
     EXPECT_NO_THROW(session.run({PEER_ENDINGPROCESS, GetParam(), "0"}));
