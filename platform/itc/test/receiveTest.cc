@@ -6,10 +6,13 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <fstream>
+#include <string>
 #include <thread>
 
 #include <pthread.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 using namespace ItcTest;
 
@@ -17,6 +20,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
+
+bool isAsleep(pid_t thread) {
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string stat;
+    std::getline(file, stat);
+    const std::size_t endOfName = stat.rfind(") ");
+    return endOfName != std::string::npos && stat.compare(endOfName, 3, ") S") == 0;
+}
 
 TEST(Receive, WithoutAMessageReturnsAtOnceWhenItMayNotWait) {
     const OwnMailbox mailbox;
@@ -104,16 +115,21 @@ TEST(Receive, IsNotEndedBySignals) {
     ASSERT_EQ(setitimer(ITIMER_REAL, &never, nullptr), 0);
 }
 
-// The message is sent by the handler's own count, so the wait is interrupted several times before.
+// Each signal finds the thread asleep, so the wait itself is interrupted, and several times.
 TEST(Receive, WithoutEndWaitsThroughSignalsForItsMessage) {
     const OwnMailbox mailbox;
     static std::atomic<int> signals{0};
+    signals = 0;
     struct sigaction action = {};
     action.sa_handler = [](int) { ++signals; };
     ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
     const pthread_t receiver = pthread_self();
+    const pid_t receiverId = gettid();
     std::thread other([&] {
         for (int sent = 1; sent <= 5; ++sent) {
+            while (!isAsleep(receiverId)) {
+                std::this_thread::yield();
+            }
             EXPECT_EQ(pthread_kill(receiver, SIGUSR1), 0);
             while (signals < sent) {
                 std::this_thread::yield();
