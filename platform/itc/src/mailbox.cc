@@ -1,5 +1,6 @@
 #include "mailbox.h"
 
+#include "backlog.h"
 #include "bell.h"
 #include "error.h"
 #include "names.h"
@@ -105,6 +106,7 @@ void Mailbox::turnAway(std::vector<Block*>& rest) {
 bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
     MailboxRecord* record = nullptr;
     bool wakes = false;
+    std::size_t waiting = 0;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (id() != mailbox) {
@@ -114,7 +116,7 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
         block->pushedBefore = record_->stack.load(std::memory_order_relaxed) >> 32;
         (lastPosted_ != nullptr ? lastPosted_->next : firstPosted_) = block;
         lastPosted_ = block;
-        ++postedCount_;
+        waiting = ++postedCount_;
         posted_.store(true, std::memory_order_relaxed);
         if (!quiet) {
             wakes = !isWoken_;
@@ -127,6 +129,9 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
     }
     if (wakes) {
         ringBell(*record, bell_.get(), bellNumber_);
+    }
+    if (isTimeToOfferProcessor(waiting)) {
+        offerProcessor();
     }
     return true;
 }

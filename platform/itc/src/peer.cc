@@ -1,5 +1,6 @@
 #include "peer.h"
 
+#include "backlog.h"
 #include "bell.h"
 #include "error.h"
 
@@ -150,7 +151,8 @@ Outcome Peer::send(std::unique_lock<std::mutex>& lock, const Parcel& parcel, boo
     block->receiver = parcel.receiver;
     block->kind = parcel.kind;
     std::memcpy(block + 1, parcel.message, parcel.size);
-    if (!publish(*record, *block, unit)) {
+    const std::uint64_t waiting = publish(*record, *block, unit);
+    if (waiting == 0) {
         if (!lock) {
             lock.lock();
         }
@@ -163,21 +165,27 @@ Outcome Peer::send(std::unique_lock<std::mutex>& lock, const Parcel& parcel, boo
         }
         ringBell(*record, bell, number);
     }
+    if (isTimeToOfferProcessor(waiting)) {
+        if (lock) {
+            unlock();
+        }
+        offerProcessor();
+    }
     return Outcome::kDone;
 }
 
-// False if the mailbox is closed.
-bool Peer::publish(MailboxRecord& record, Block& block, std::uint64_t unit) {
+// Returns how many wait on the stack now, 0 if the mailbox is closed.
+std::uint64_t Peer::publish(MailboxRecord& record, Block& block, std::uint64_t unit) {
     std::uint64_t top = record.stack.load(std::memory_order_relaxed);
     do {
         if (top == kClosedStack) {
-            return false;
+            return 0;
         }
         block.link = top & 0xFFFFFFFF;
     } while (!record.stack.compare_exchange_weak(top, (((top >> 32) + 1) << 32) | unit,
                                                  std::memory_order_seq_cst,
                                                  std::memory_order_relaxed));
-    return true;
+    return (top >> 32) + 1;
 }
 
 std::uint64_t Peer::takeBlock(std::uint32_t size) {

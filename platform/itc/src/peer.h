@@ -55,7 +55,7 @@ private:
     Outcome openBell(std::uint32_t number, int& bell);
     std::uint64_t takeBlock(std::uint32_t size);
     bool waitForRoom(const MailboxRecord& record, int bell);
-    static bool publish(MailboxRecord& record, Block& block, std::uint64_t unit);
+    static std::uint64_t publish(MailboxRecord& record, Block& block, std::uint64_t unit);
 
     const Domain& domain_;
     const std::uint32_t slot_;
