@@ -40,5 +40,7 @@ endif()
 
 find_program(QUORIA_CCACHE ccache)
 if(QUORIA_CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${QUORIA_CCACHE})
+  # Without this, ccache keeps nothing that was compiled with precompiled headers.
+  set(CMAKE_CXX_COMPILER_LAUNCHER
+    ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${QUORIA_CCACHE})
 endif()

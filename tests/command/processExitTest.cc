@@ -2,6 +2,7 @@
 #include <quoria/command/commandIf.h>
 #include <quoria/itc/itcOperations.h>
 #include <quoriaTest/childProcess.h>
+#include <quoriaTest/sanitizers.h>
 
 #include <gmock/gmock.h>
 
@@ -45,9 +46,10 @@ TEST(ProcessExitAtOnce, LeavesEveryKindOfCommandBehindInPeace) {
 }
 
 TEST(ProcessExitAtOnce, OfAForkedChildDoesNotWaitForThreadsThatItHasNot) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "the sanitizer takes what a thread of the parent holds for the child's leak";
-#endif
+    if (QuoriaTest::kAddressSanitizer) {
+        GTEST_SKIP()
+            << "the sanitizer takes what a thread of the parent holds for the child's leak";
+    }
     const QuoriaTest::Outcome outcome = QuoriaTest::runToEnd({PEER_COMMANDPEER, "registerAndFork"});
 
     EXPECT_EQ(outcome.exitCode, 7) << outcome.error;

@@ -2,6 +2,7 @@
 #include "tracingSession.h"
 
 #include <quoriaTest/childProcess.h>
+#include <quoriaTest/sanitizers.h>
 
 #include <gmock/gmock.h>
 
@@ -22,9 +23,10 @@ TEST_P(EndOfAProcess, HasItsOwnStatusAndNothingToSay) {
 
 // The recording isn't read: a thread that the end has caught may have left an event half written.
 TEST_P(EndOfAProcess, IsTheSameWithEveryEventTraced) {
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the sanitizer does not see how the tracer waits for those who fire an event";
-#endif
+    if (QuoriaTest::kThreadSanitizer) {
+        GTEST_SKIP()
+            << "the sanitizer does not see how the tracer waits for those who fire an event";
+    }
     TracingSession session;
 
     EXPECT_NO_THROW(session.run({PEER_ENDINGPROCESS, GetParam(), "0"}));

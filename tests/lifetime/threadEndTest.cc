@@ -4,6 +4,8 @@
 // So each order needs a process of its own: a forked child that ends without a return.
 #include "threadInUse.h"
 
+#include <quoriaTest/sanitizers.h>
+
 #include <gmock/gmock.h>
 
 #include <sys/wait.h>
@@ -66,9 +68,10 @@ int endThreadInChild(const Order& order, MailboxKey mailboxKey) {
 }
 
 void endThreadsInEveryOrder(MailboxKey mailboxKey) {
-#if defined(__SANITIZE_THREAD__)
-    GTEST_SKIP() << "the sanitizer takes threads of a forked child for those that the parent had";
-#endif
+    if (QuoriaTest::kThreadSanitizer) {
+        GTEST_SKIP()
+            << "the sanitizer takes threads of a forked child for those that the parent had";
+    }
     Order order = QuoriaTest::firstOrder();
     std::size_t orders = 0;
     do {

@@ -137,7 +137,7 @@ TEST_P(Garbage, InAnInboxHarmsNeitherOwnerNorSenders) {
             WordSource words(round);
             test.get();  // the senders are at work
             std::vector<Message> held;
-            for (int turn = 0; turn < 30; ++turn) {
+            for (std::size_t turn = 0; turn < 30; ++turn) {
                 for (int message = 0; message < 50; ++message) {
                     held.push_back(receive(ITC_NO_WAIT));
                 }

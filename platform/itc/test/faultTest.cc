@@ -5,6 +5,7 @@
 #include "itcFixture.h"
 
 #include <gtest/gtest.h>
+#include <quoriaTest/sanitizers.h>
 
 #include <cerrno>
 #include <fstream>
@@ -269,7 +270,7 @@ private:
 
 // The receiver can't even note what has arrived; it gets all of it later.
 TEST(MemoryShortage, OfAReceiverLosesNothing) {
-    if (kAnySanitizer) {
+    if (QuoriaTest::kAnySanitizer) {
         GTEST_SKIP() << "a sanitizer needs all the addresses that there are";
     }
     constexpr std::uint32_t kMessages = 100'000;

@@ -98,30 +98,6 @@ void letSomeoneElseJoin();
 // How many descriptors this process has open.
 std::size_t openDescriptors();
 
-#if defined(__SANITIZE_THREAD__)
-constexpr bool kThreadSanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-constexpr bool kThreadSanitizer = true;
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
-#else
-constexpr bool kThreadSanitizer = false;
-#endif
-
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAnySanitizer = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool kAnySanitizer = true;
-#else
-constexpr bool kAnySanitizer = kThreadSanitizer;
-#endif
-#else
-constexpr bool kAnySanitizer = kThreadSanitizer;
-#endif
-
 }  // namespace ItcTest
 
 #endif

@@ -10,6 +10,7 @@
 #include "steppedProcess.h"
 
 #include <gtest/gtest.h>
+#include <quoriaTest/sanitizers.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -108,9 +109,9 @@ using Meeting = std::function<void(ChildProcess&)>;
 class KillSweep : public testing::Test {
 protected:
     void SetUp() override {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-        GTEST_SKIP() << "a sanitizer makes ten instructions of each";
-#endif
+        if (QuoriaTest::kAnySanitizer) {
+            GTEST_SKIP() << "a sanitizer makes ten instructions of each";
+        }
         if (!SteppedProcess::canStep()) {
             GTEST_SKIP() << "single steps break the atomic operations of this processor";
         }

@@ -6,6 +6,7 @@
 #include "layout.h"
 
 #include <gtest/gtest.h>
+#include <quoriaTest/sanitizers.h>
 
 #include <algorithm>
 #include <atomic>
@@ -102,7 +103,8 @@ public:
         pthread_attr_t small;
         CHILD_CHECK(pthread_attr_init(&small) == 0);
         // The least that there may be is more than that on some processors.
-        const std::size_t stack = std::max<std::size_t>(64 * 1024, PTHREAD_STACK_MIN);
+        const std::size_t stack =
+            std::max(std::size_t{64} * 1024, static_cast<std::size_t>(PTHREAD_STACK_MIN));
         CHILD_CHECK(pthread_attr_setstacksize(&small, stack) == 0);
         threads_.resize(threads);
         for (pthread_t& thread : threads_) {
@@ -136,7 +138,7 @@ private:
 };
 
 TEST(Limit, OfMailboxesIsFarAboveTenThousand) {
-    if (kThreadSanitizer) {
+    if (QuoriaTest::kThreadSanitizer) {
         GTEST_SKIP() << "ThreadSanitizer takes too much memory for each thread";
     }
     constexpr unsigned kProcesses = 20;

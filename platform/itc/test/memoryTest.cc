@@ -4,6 +4,7 @@
 #include "itcFixture.h"
 
 #include <gtest/gtest.h>
+#include <quoriaTest/sanitizers.h>
 
 #include <sys/statvfs.h>
 
@@ -119,7 +120,7 @@ protected:
         if (status.f_bavail * status.f_frsize < 1200 * kMegabyte) {
             GTEST_SKIP() << "needs 1.2 GiB of shared memory";
         }
-        if (kThreadSanitizer) {
+        if (QuoriaTest::kThreadSanitizer) {
             GTEST_SKIP() << "ThreadSanitizer needs several times as much memory";
         }
     }

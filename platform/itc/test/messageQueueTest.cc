@@ -43,7 +43,7 @@ TEST(MessageQueue, KeepsTheOrderWhenItGrowsWithItsBeginningAnywhere) {
     MessageQueue queue;
     std::size_t pushed = 0;
     std::size_t taken = 0;
-    for (std::size_t length : {50, 200, 1000, 100000}) {
+    for (const std::size_t length : {50U, 200U, 1000U, 100000U}) {
         while (queue.size() < length) {
             queue.push(numbered(++pushed));
         }

@@ -4,6 +4,7 @@
 #include "itcFixture.h"
 
 #include <gtest/gtest.h>
+#include <quoriaTest/sanitizers.h>
 
 #include <climits>
 #include <cstddef>
@@ -114,7 +115,7 @@ private:
 class ThreadEndInRound : public testing::TestWithParam<int> {
 protected:
     void SetUp() override {
-        if (kThreadSanitizer && GetParam() > 2) {
+        if (QuoriaTest::kThreadSanitizer && GetParam() > 2) {
             GTEST_SKIP() << "the sanitizer has forgotten the thread by the time its mailbox ends";
         }
     }
@@ -154,7 +155,7 @@ TEST_P(ThreadEndInRound, EndsTheSecondMailboxOfAThread) {
 }
 
 TEST_P(ThreadEndInRound, LeavesNothingOfLateMessages) {
-    if (kAnySanitizer) {
+    if (QuoriaTest::kAnySanitizer) {
         GTEST_SKIP() << "a sanitizer has its own memory, and looks for leaks itself";
     }
     const OwnMailbox mine;

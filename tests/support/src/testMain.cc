@@ -66,7 +66,11 @@ int runEachTestInAFork() {
     for (int index = 0; index < count; ++index) {
         const pid_t child = fork();
         if (child == 0) {
-            return runOneTest(index);
+            const int result = runOneTest(index);
+            std::cout.flush();
+            std::fflush(nullptr);
+            // At an orderly exit the tracer would cancel its threads, which are the parent's.
+            _exit(result);
         }
         int status = 0;
         if (child == -1 || waitpid(child, &status, 0) != child) {
