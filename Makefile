@@ -9,7 +9,8 @@
 #   make build                builds; PRESET=debug, clang, ... picks another preset
 #   make coverage             runs the tests of the modules, prints which lines and branches ran, and
 #                             fails when those are too few
-#   make check-valgrind       runs the tests of the modules under valgrind
+#   make check-valgrind       runs the tests of the modules under valgrind; ALL=1 also those that use
+#                             libitc's mailboxes, 10 minutes more
 #   make install              installs below PREFIX (/usr/local), DESTDIR in front of it
 #   make bench                runs the benchmarks
 #   make models               searches the models of platform/itc and prints their sizes
@@ -35,8 +36,11 @@ FOLDER = build/$(PRESET)
 .PHONY: packages build demo check install bench format lint clean models chaos bench-itc fuzz \
 	check-arm64 check-lttng-2.12 check-abi update-abi coverage check-valgrind
 
+CLANG_PRESETS = address clang fuzz
+
 packages:
 	@tools/install-packages
+	@$(if $(filter $(PRESET),$(CLANG_PRESETS)),tools/install-packages clang)
 
 build: packages
 	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
@@ -76,7 +80,7 @@ coverage: packages
 	@tests/coverage/run.sh build/coverage $(JOBS)
 
 check-valgrind: build
-	@tests/valgrind/run.sh $(FOLDER) $(JOBS)
+	@tests/valgrind/run.sh $(FOLDER) $(JOBS) $(if $(ALL),all)
 
 install: build
 	@cmake --install $(FOLDER) --prefix $(abspath $(PREFIX))
@@ -90,15 +94,11 @@ chaos: packages
 	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target itcChaos
 	@$(FOLDER)/bin/itcChaos --seconds $$(($(MINUTES) * 60)) $(if $(SEED),--seed $(SEED))
 
-# What is new goes to build/fuzz/found, what breaks a target to build/fuzz.
 fuzz: packages
+	@tools/install-packages clang
 	@test -f build/fuzz/build.ninja || cmake --preset fuzz
 	@cmake --build --preset fuzz --parallel $(JOBS)
-	@set -e; for target in Inbox Domain; do \
-	    name=$$(echo $$target | tr ID id); mkdir -p build/fuzz/found/$$name; \
-	    build/fuzz/bin/itcFuzz$$target -max_total_time=$(SECONDS) -max_len=4096 -timeout=60 \
-	        -print_final_stats=1 -verbosity=0 -artifact_prefix=build/fuzz/$$name- \
-	        build/fuzz/found/$$name platform/itc/fuzz/corpus/$$name; done
+	@platform/itc/fuzz/run.sh build/fuzz $(SECONDS)
 
 bench: build
 	@set -e; for bench in $(FOLDER)/bin/*Bench; do echo "== $$bench"; $$bench; done

@@ -13,9 +13,10 @@ least_lines=95
 least_branches=85
 
 find "$folder" -name '*.gcda' -delete
-# What the preset does not build does not use the modules; an installation is one of another build.
+# What the preset does not build does not use the modules; an installation is one of another build. What
+# a library takes in and what a trace statement costs is not the same where every branch is counted.
 ctest --test-dir "$folder" --parallel "$jobs" --output-on-failure \
-    --exclude-regex '_NOT_BUILT$|\.smoke$|^(Model|Fuzz|Chaos|Install|Exports)'
+    --exclude-regex '_NOT_BUILT$|\.smoke$|^(Model|Fuzz|Chaos|Install|Exports|Imports|TraceStatement)'
 
 report=$folder/coverage.json
 gcovr --root . --filter '^sw/[^/]+/(src|include)/' --exclude '^sw/trace/include/.*/traceProvider\.h' \

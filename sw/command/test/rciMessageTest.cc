@@ -105,6 +105,7 @@ TEST(RciMessage, IsNullWhenItcGivesNoBlock) {
     EXPECT_EQ(buildRciConnectReq(1, 1, "x"), nullptr);
     EXPECT_EQ(buildRciExecuteReq(1, 1, {"x"}), nullptr);
     EXPECT_EQ(buildRciOutputInd(1, 1, "x", 1), nullptr);
+    EXPECT_EQ(buildRciOutputInd(1, 1, 'x'), nullptr);
 }
 
 TEST(RciMessage, IsNullWhenItsSizeIsMoreThanAWordHolds) {
