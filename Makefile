@@ -28,6 +28,8 @@ SECONDS ?= 60
 SEED ?=
 PRESET ?= $(if $(SAN),$(SAN),release)
 JOBS ?= $(shell nproc)
+# Many a test waits for something; twice as many keep the processors busy.
+TEST_JOBS ?= $(shell expr 2 \* $(JOBS))
 PREFIX ?= /usr/local
 ARCH ?= $(if $(filter arm64,$(PRESET)),aarch64,$(shell uname -m))
 FOLDER = build/$(PRESET)
@@ -52,19 +54,19 @@ demo: packages
 	@examples/demo.sh $(FOLDER)
 
 check: build
-	@ctest --test-dir $(FOLDER) --parallel $(JOBS) --output-on-failure
+	@ctest --test-dir $(FOLDER) --parallel $(TEST_JOBS) --output-on-failure
 
 check-arm64: packages
 	@tools/install-packages arm64
 	@test -f build/arm64/build.ninja || cmake --preset arm64
 	@cmake --build --preset arm64 --parallel $(JOBS)
-	@tests/emulation/run build/arm64 --parallel $(JOBS)
+	@tests/emulation/run build/arm64 --parallel $(TEST_JOBS)
 
 check-lttng-2.12: packages
 	@tools/fetch-lttng-2.12 build/lttng-2.12/packages
 	@test -f build/lttng-2.12/build.ninja || cmake --preset lttng-2.12
 	@cmake --build --preset lttng-2.12 --parallel $(JOBS)
-	@ctest --preset lttng-2.12 --parallel $(JOBS); result=$$?; \
+	@ctest --preset lttng-2.12 --parallel $(TEST_JOBS); result=$$?; \
 	    grep -E '^(passed|FAILED): ' build/lttng-2.12/Testing/Temporary/LastTest.log; exit $$result
 
 check-abi update-abi: packages
@@ -77,7 +79,7 @@ coverage: packages
 	@tools/install-packages coverage
 	@test -f build/coverage/build.ninja || cmake --preset coverage
 	@cmake --build --preset coverage --parallel $(JOBS)
-	@tests/coverage/run.sh build/coverage $(JOBS)
+	@tests/coverage/run.sh build/coverage $(TEST_JOBS)
 
 check-valgrind: build
 	@tests/valgrind/run.sh $(FOLDER) $(JOBS) $(if $(ALL),all)

@@ -191,7 +191,8 @@ void TracingSession::stopDaemon() {
     if (!daemon_ || daemon_->hasEnded()) {
         return;
     }
-    // Asked to end while it records, it sometimes waits a minute for data of a process that is gone.
+    // Asked to end while it records, it sometimes waits a minute for data of a process that is
+    // gone.
     daemon_->sendSignal(isRecording_ ? SIGKILL : SIGTERM);
     const auto limit = std::chrono::steady_clock::now() + kDaemonLimit;
     while (!daemon_->hasEnded() && std::chrono::steady_clock::now() < limit) {

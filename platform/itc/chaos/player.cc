@@ -73,8 +73,8 @@ Player::Player(const World& world, unsigned worker, unsigned player, unsigned li
       worker_(worker),
       player_(player),
       life_(life),
-      decisions_(Decisions::mix(world.seed) + worker * 1'000'003 + player * 10'007 +
-                 std::uint64_t{life} * 1'000'000'007) {}
+      decisions_(Decisions::mix(world.seed) + std::uint64_t{1'000'003} * worker +
+                 std::uint64_t{10'007} * player + std::uint64_t{life} * 1'000'000'007) {}
 
 void Player::fail(const std::string& what) const {
     failed(playerName(worker_, player_) + " of life " + std::to_string(life_) + ": " + what);

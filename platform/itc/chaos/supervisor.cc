@@ -46,7 +46,7 @@ bool Supervisor::run(std::chrono::seconds time) {
     while (Clock::now() < end && failures_ == 0) {
         const std::uint64_t decision = decisions_.next();
         std::this_thread::sleep_for(std::chrono::milliseconds(1 + (decision >> 8) % 25));
-        const auto index = static_cast<unsigned>((decision >> 16) % world_.workers);
+        const auto index = static_cast<unsigned>((decision >> 16) % std::max(world_.workers, 1U));
         if (decision % 10 < 7 && index != kSurvivor) {
             kill(index);
             start(index);
@@ -260,7 +260,7 @@ void Supervisor::endAll() {
     compare("the supervisor", before_, after_, kSpareDescriptors);
     // The objects of its mailboxes, with two descriptors each, are kept for the next ones.
     compare("the survivor", world_.board->before, world_.board->after,
-            kSpareDescriptors + 2 * (world_.players - 1));
+            kSpareDescriptors + std::size_t{2} * (world_.players - 1));
     dismissLast();
     int status = 0;
     if (waitpid(last, &status, 0) != last || status != 0) {

@@ -54,7 +54,7 @@ private:
         std::memcpy(bytes.data(), control.get(), bytes.size());
         for (std::uint32_t changes = input_.take<std::uint8_t>() % 4; changes > 0; --changes) {
             const auto word = input_.take<std::uint64_t>();
-            std::memcpy(bytes.data() + input_.below(256) * 4, &word, sizeof(word));
+            std::memcpy(bytes.data() + std::size_t{4} * input_.below(256), &word, sizeof(word));
         }
         if (input_.take<std::uint8_t>() % 8 == 0) {
             bytes.resize(input_.below(70'000));
@@ -195,7 +195,7 @@ void enter(const std::string& path) {
     const int other = open((path + "/domain").c_str(), O_RDWR | O_CLOEXEC);
     struct flock life = {};
     life.l_type = F_WRLCK;
-    life.l_start = kLivingSlot * 2;
+    life.l_start = off_t{2} * kLivingSlot;
     life.l_len = 1;
     (void)!fcntl(other, F_OFD_SETLK, &life);
 

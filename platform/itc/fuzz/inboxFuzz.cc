@@ -59,7 +59,7 @@ public:
         lock_ = open((playground_.path() + "/domain/domain").c_str(), O_RDWR | O_CLOEXEC);
         struct flock life = {};
         life.l_type = F_WRLCK;
-        life.l_start = kSenderSlot * 2;
+        life.l_start = off_t{2} * kSenderSlot;
         life.l_len = 1;
         if (process_ == nullptr || file_ < 0 || fcntl(lock_, F_OFD_SETLK, &life) != 0) {
             std::abort();
@@ -183,7 +183,7 @@ private:
         std::size_t offset = 0;
         switch (input.take<std::uint8_t>() % 6) {
             case 0:
-                offset = input.below(16) * 4;
+                offset = std::size_t{4} * input.below(16);
                 break;
             case 1:
                 offset = itc::kLanesOffset + input.below(4) * sizeof(itc::Lane);
@@ -192,14 +192,15 @@ private:
                 offset =
                     itc::kRecordsOffset +
                     process_->inbox().recordIndex(itc_current_mbox()) * sizeof(itc::MailboxRecord) +
-                    input.below(8) * 4;
+                    std::size_t{4} * input.below(8);
                 break;
             case 3:
                 offset = itc::kStampsOffset + input.below(80) * sizeof(itc::Stamp);
                 break;
             default:
                 offset = itc::kChunksOffset + input.below(80) * itc::kChunkSize +
-                         input.below(16) * itc::kUnit * input.below(8) + input.below(8) * 4;
+                         input.below(16) * itc::kUnit * input.below(8) +
+                         std::size_t{4} * input.below(8);
         }
         offset &= ~std::size_t{7};
         view_.as<std::atomic<std::uint64_t>>(offset)->store(word(input), std::memory_order_relaxed);

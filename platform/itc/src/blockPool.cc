@@ -149,7 +149,7 @@ BlockPool::Claim BlockPool::tryClaim(std::uint32_t chunk, std::uint32_t cut, std
     const Stamp whole = makeStamp(ownSlot_, ownIncarnation_, cut, span);
     stamp(chunk).store(whole, std::memory_order_release);
     for (std::uint32_t block = 1; block < blocksPerChunk(whole); ++block) {
-        freeBlocks_[cut].push_back(unitOfChunk(chunk) + block * kCuts[cut] / kUnit);
+        freeBlocks_[cut].push_back(unitOfChunk(chunk) + std::uint64_t{block} * kCuts[cut] / kUnit);
     }
     return Claim::kDone;
 }

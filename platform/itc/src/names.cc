@@ -56,11 +56,12 @@ bool readHolder(const char* entry, std::uint64_t& sequence, std::uint32_t& mailb
 
 bool makeEntry(const Domain& domain, const std::string& folder, const std::string& entry) {
     constexpr int kAttempts = 100;  // someone else may remove the folder because it is empty still
+    const std::string path = folder + "/" + entry;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         if (!domain.makeFolder(folder)) {
             return false;
         }
-        if (domain.makeFile(folder + "/" + entry)) {
+        if (domain.makeFile(path)) {
             return true;
         }
         if (errno != ENOENT) {

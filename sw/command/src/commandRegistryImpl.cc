@@ -8,7 +8,10 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <cstdint>
+#include <memory>
+#include <new>
 #include <utility>
 
 namespace Quoria::CommandRegistry::V1 {
@@ -32,8 +35,9 @@ CommandRegistryImpl::CommandRegistryImpl() : process_(getpid()) {
 
 CommandRegistryImpl::~CommandRegistryImpl() {
     if (mustNotJoin()) {
-        static auto* const leftRunning = new std::shared_ptr<ActiveObjectIf>;
-        *leftRunning = std::move(activeObject_);
+        // Never destroyed, and made without memory that there might be none of.
+        alignas(decltype(activeObject_)) static std::array<char, sizeof(activeObject_)> leftRunning;
+        new (leftRunning.data()) std::shared_ptr<ActiveObjectIf>(std::move(activeObject_));
     }
 }
 

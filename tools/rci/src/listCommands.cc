@@ -53,6 +53,7 @@ std::string asTable(const std::vector<Command>& commands) {
 
 std::string asArray(const std::vector<Command>& commands) {
     std::vector<JsonObject> objects;
+    objects.reserve(commands.size());
     for (const Command& command : commands) {
         objects.push_back(JsonObject()
                               .add("command", command.name)

@@ -30,6 +30,7 @@ std::string asTable(const std::vector<MailboxEntry>& mailboxes) {
 
 std::string asArray(const std::vector<MailboxEntry>& mailboxes) {
     std::vector<JsonObject> objects;
+    objects.reserve(mailboxes.size());
     for (const MailboxEntry& mailbox : mailboxes) {
         objects.push_back(jsonOf(mailbox));
     }
