@@ -17,10 +17,13 @@
 #   make chaos MINUTES=2      kills and stops processes at random for so long; SEED=n replays a run
 #   make bench-itc            mailboxes side by side with what could be used instead, 5 minutes;
 #                             QUICK=1 for a glance, PLOT=1 to renew what docs/performance.md shows
-#   make fuzz SECONDS=60      lets libFuzzer loose on platform/itc for so long per target (clang)
+#   make fuzz SECONDS=60      lets libFuzzer loose on both targets of platform/itc at once for so long
 #   make format               clang-format
 #   make lint                 clang-format's and clang-tidy's verdict, ALL=1 for that of the tests too
 #   make clean                removes build/
+#
+# JOBS=n compiles so many sources at once (as many as there are processors), TEST_JOBS=n runs so many
+# tests (twice as many).
 
 SAN ?=
 MINUTES ?= 1
@@ -116,10 +119,11 @@ bench-itc: packages
 	@$(if $(PLOT),bench/itc/publish.sh $(FOLDER),)
 
 format:
+	@tools/install-packages lint
 	@git ls-files '*.h' '*.cc' | xargs clang-format -i
 
-# Contenders of the benchmark whose packages are not installed are not built, and not looked at. On
-# standard error, clang-tidy only counts what it found in the system's headers.
+# clang-tidy does not look at the benchmark's contenders that need packages of their own: the preset does
+# not build them. On standard error, it only counts what it found in the system's headers.
 lint: packages
 	@tools/install-packages lint
 	@test -f build/clang/build.ninja || cmake --preset clang

@@ -10,8 +10,8 @@ set -euo pipefail
 folder=$1
 jobs=$2
 
-# Left out, as they only start other programs and look at what these do: commandProcessTest, examplesTest,
-# installTest, rciTest, traceTextTest, tracingTest.
+# Left out: lifetimeTest, which forks some thousand times; and, as they only start other programs and look
+# at what these do, commandProcessTest, examplesTest, installTest, rciTest, traceTextTest, tracingTest.
 programs=(
     timerTest commandUnitTest eventLoopTest activeObjectTest startupTest startupRegistrationTest
     traceTest itcMessageSubscriptionTest itcMailboxLocatorTest itcMailboxMonitorTest contractTest
@@ -21,7 +21,7 @@ programs=(
 # With mailboxes of libitc, whose inbox of 1 GiB of addresses costs valgrind some seconds per process.
 if [ "${3:-}" = all ]; then
     programs=(
-        commandTest itcMailboxLocatorContractTest itcMailboxMonitorContractTest
+        commandTest itcContractTest itcMailboxLocatorContractTest itcMailboxMonitorContractTest
         itcMessageSubscriptionContractTest "${programs[@]}"
     )
 fi
