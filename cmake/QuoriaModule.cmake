@@ -26,14 +26,14 @@ function(quoria_module name)
   set_property(GLOBAL APPEND PROPERTY QUORIA_PUBLIC_INCLUDE_FOLDERS ${CMAKE_CURRENT_SOURCE_DIR}/include)
 endfunction()
 
-# quoria_test(<name> SOURCES ... [PRIVATE_FOLDERS ...] [LIBRARIES ...] [PEERS ...])
+# quoria_test(<name> SOURCES ... [PRIVATE_FOLDERS ...] [LIBRARIES ...] [PEERS ...] [RESOURCE_LOCK ...])
 #
 # A GoogleTest program; every test in it becomes a CTest test and thus a process of its own, with an
 # ITC_DOMAIN of its own. It links the modules' objects, hidden names included. PRIVATE_FOLDERS are the
 # src/ folders whose private headers the test looks into; PEERS are programs that the test starts,
 # each known to it as the macro PEER_<NAME IN UPPER CASE>.
 function(quoria_test name)
-  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT" "SOURCES;PRIVATE_FOLDERS;LIBRARIES;PEERS")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "TIMEOUT;RESOURCE_LOCK" "SOURCES;PRIVATE_FOLDERS;LIBRARIES;PEERS")
   if(NOT BUILD_TESTING)
     return()
   endif()
@@ -57,5 +57,6 @@ function(quoria_test name)
   # Where threads still run at its exit, as the tracer's do, ThreadSanitizer waits a second for their
   # races to show: in each of more than a thousand processes.
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-    PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT TSAN_OPTIONS=atexit_sleep_ms=0)
+    PROPERTIES TIMEOUT ${arg_TIMEOUT} ENVIRONMENT TSAN_OPTIONS=atexit_sleep_ms=0
+      RESOURCE_LOCK "${arg_RESOURCE_LOCK}")
 endfunction()

@@ -92,7 +92,7 @@ void locateAsync(const char* name, itc_msg* message, itc_mbox_id_t receiver) {
     itc_msg* indication = Process::ownedAlone(message);
     const bool kept = mailbox != nullptr && indication != nullptr &&
                       (receiver == ITC_OWN_MAILBOX || receiver == mailbox->id()) &&
-                      mailbox->locate(name, indication);
+                      guarded(false, [&] { return mailbox->locate(name, indication); });
     if (!kept) {
         Process::free(indication);
     }
@@ -105,7 +105,12 @@ itc_monitor_id_t monitor(itc_mbox_id_t mailbox, itc_msg* message) {
         Process::free(indication);
         return ITC_NO_MAILBOX;
     }
-    return own->monitor(mailbox, indication);
+    const itc_monitor_id_t number =
+        guarded(ITC_NO_MAILBOX, [&] { return own->monitor(mailbox, indication); });
+    if (number == ITC_NO_MAILBOX) {
+        Process::free(indication);
+    }
+    return number;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 // and what waits grows out of the caches: each message then costs half as much again. So a sender
 // that is far ahead offers its processor to others now and then. It is not blocked by that: where
 // nobody else wants the processor, or only those of a lower real-time priority, it goes on at once.
+// (Under SCHED_DEADLINE it gives up the rest of its period.)
 //
 // Between one receiver and several senders the offers must come more often than a sender alone gets
 // far ahead, as each of them runs before the receiver does.

@@ -56,10 +56,12 @@ void Mailbox::open(std::uint32_t id, MailboxRecord& record) {
     // Of strokes that were meant for its predecessor. The state of the record goes on as well, so
     // that a ringer who was late for an earlier mailbox can't mark it.
     silenceBell(record, bell_.get());
-    record.stack.store(kEmptyStack, std::memory_order_release);
+    // Under the lock: a late sender may push and be killed as soon as the stack is open, and
+    // whoever frees what it had must see the stack.
     const std::lock_guard<std::mutex> lock(mutex_);
     record_ = &record;
     id_.store(id, std::memory_order_relaxed);
+    record.stack.store(kEmptyStack, std::memory_order_release);
     record.id.store(id, std::memory_order_release);
 }
 
@@ -127,7 +129,8 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
             countArrived(1, block->size);
         }
     }
-    if (wakes) {
+    // One who was to wake the owner may have lost the processor before it did.
+    if (wakes || (!quiet && !isBellKnownToRing(*record))) {
         ringBell(*record, bell_.get(), bellNumber_);
     }
     if (isTimeToOfferProcessor(waiting)) {
@@ -277,30 +280,41 @@ std::uint32_t Mailbox::monitor(std::uint32_t mailbox, itc_msg* indication) {
         noticeDeath(slot);
     }
     const std::uint32_t number = watches_.add(mailbox, indication);
-    Outcome outcome = Outcome::kGone;
-    if (process_.owns(mailbox)) {
-        Mailbox* target = process_.candidate(mailbox);
-        if (target != nullptr && target->addWatcher(mailbox, id(), number)) {
-            outcome = Outcome::kDone;
+    const Outcome outcome = guarded(Outcome::kFailed, [&] {
+        const Outcome begun = beginWatch(mailbox, number);
+        if (begun == Outcome::kGone) {
+            fetch();  // what the other had sent comes first
+            queue_.reserve(queue_.size() + 1);
         }
-    } else if (isSlot(slot)) {
-        outcome = watches_.followProcess(domain, slot);
-        if (outcome == Outcome::kDone) {
-            outcome = process_.sendNotice(kWatch, number, mailbox, id(), true);
-        }
-    }
+        return begun;
+    });
     if (outcome == Outcome::kFailed) {
-        Process::free(watches_.take(number).indication);
+        watches_.take(number);
+        settle();
         return ITC_NO_MAILBOX;
     }
     if (outcome == Outcome::kGone) {
-        fetch();  // what the other had sent comes first
         if (const Watches::Watch watch = watches_.take(number); watch.indication != nullptr) {
             deliver(watch.indication, mailbox);
         }
     }
     settle();
     return number;
+}
+
+Outcome Mailbox::beginWatch(std::uint32_t mailbox, std::uint32_t number) {
+    if (process_.owns(mailbox)) {
+        Mailbox* target = process_.candidate(mailbox);
+        return target != nullptr && target->addWatcher(mailbox, id(), number) ? Outcome::kDone
+                                                                              : Outcome::kGone;
+    }
+    const std::uint32_t slot = slotOf(mailbox);
+    if (!isSlot(slot)) {
+        return Outcome::kGone;
+    }
+    const Outcome outcome = watches_.followProcess(process_.home(), slot);
+    return outcome == Outcome::kDone ? process_.sendNotice(kWatch, number, mailbox, id(), true)
+                                     : outcome;
 }
 
 void Mailbox::unmonitor(std::uint32_t number) {

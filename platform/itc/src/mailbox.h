@@ -18,6 +18,7 @@
 #include "itc_admin.h"
 #include "layout.h"
 #include "messageQueue.h"
+#include "outcome.h"
 #include "watches.h"
 
 #include <atomic>
@@ -68,8 +69,10 @@ public:
         void* context = nullptr;
     };
     void setHighMark(const HighMark& mark);
+    // The indication stays the caller's if the result is ITC_NO_MAILBOX or memory is short.
     std::uint32_t monitor(std::uint32_t mailbox, itc_msg* indication);
     void unmonitor(std::uint32_t number);
+    // The indication stays the caller's if the result is false or memory is short.
     bool locate(const char* name, itc_msg* indication);
 
 private:
@@ -101,6 +104,7 @@ private:
     void countTaken(const Block& block);
     void noticeBacklog();
     void settle();
+    void ring();
     bool lookAfterSilence();
     bool isRinging();
     bool mayRing();
@@ -109,6 +113,7 @@ private:
     void dropNames();
     void turnAway(std::vector<Block*>& rest);
     void endRequests(std::uint32_t closedId);
+    Outcome beginWatch(std::uint32_t mailbox, std::uint32_t number);
     void cancelWatch(std::uint32_t mailbox, std::uint32_t self, std::uint32_t number);
     void endWatches(std::uint32_t closedId);
     void tellWatchers(std::uint32_t closedId);

@@ -4,6 +4,9 @@
 // for long otherwise. So a receive that empties the queue silences the bell and then looks once
 // more, and one that leaves messages behind makes sure that the bell holds a byte. While receive()
 // itself waits, messages that its filter leaves out are in the queue and the bell is silent.
+//
+// Without memory to note what has arrived, an operation takes nothing and rings the bell itself:
+// its owner is to look again.
 
 #include "bell.h"
 #include "error.h"
@@ -69,7 +72,12 @@ itc_msg* Mailbox::receive(const std::uint32_t* filter, std::uint32_t timeout, st
     std::size_t seen = 0;
     itc_msg* message = takeMatching(filter, from, seen);
     if (message == nullptr) {
-        message = receiveNew(filter, timeout, from, seen);
+        try {
+            message = receiveNew(filter, timeout, from, seen);
+        } catch (...) {
+            ring();
+            throw;
+        }
     }
     settle();
     if (highMark_.messages != 0) {
@@ -138,15 +146,20 @@ void Mailbox::countTaken(const Block& block) {
     record_->takenBytes.store(record_->takenBytes.load(relaxed) + block.size, relaxed);
 }
 
-// Leaves the bell as the rest of the queue needs it.
+// Leaves the bell as the rest of the queue needs it. Throws nothing: what it is called after is
+// done.
 void Mailbox::settle() {
     if (queue_.empty() && mayRing()) {
-        lookAfterSilence();
+        guarded([this] { lookAfterSilence(); });
     }
     if (!queue_.empty() && !isRinging()) {
-        strikeBell(bell_.get());
-        isRinging_ = true;
+        ring();
     }
+}
+
+void Mailbox::ring() {
+    strikeBell(bell_.get());
+    isRinging_ = true;
 }
 
 // Whether the bell is known to hold a byte. It may hold one all the same, if its sender has yet to
@@ -165,7 +178,12 @@ bool Mailbox::lookAfterSilence() {
     silenceBell(*record_, bell_.get());
     isRinging_ = false;
     process_.reclaim(false);  // a sender that waits for room rings as well
-    return fetch();
+    try {
+        return fetch();
+    } catch (...) {
+        ring();
+        throw;
+    }
 }
 
 // Moves what has arrived into the queue. Returns whether that changed it.
@@ -338,6 +356,8 @@ bool Mailbox::awaitEvents(int timeout) {
 // What the dead had sent comes before the news of their death.
 void Mailbox::noticeDeath(std::uint32_t slot) {
     fetch();
+    // Without memory, the life goes on being followed, and says once more that it has ended.
+    queue_.reserve(queue_.size() + watches_.count(slot));
     for (const Watches::Watch& watch : watches_.takeAllOfDead(process_.home(), slot)) {
         deliver(watch.indication, watch.mailbox);
     }

@@ -17,8 +17,9 @@ std::uint32_t Watches::add(std::uint32_t mailbox, itc_msg* indication) {
     do {
         ++lastNumber_;
     } while (lastNumber_ == 0 || lastNumber_ == ITC_NO_MAILBOX || watches_.count(lastNumber_) != 0);
+    std::uint32_t& count = watchesOf_[slotOf(mailbox)];
     watches_.emplace(lastNumber_, Watch{mailbox, indication});
-    ++watchesOf_[slotOf(mailbox)];
+    ++count;
     return lastNumber_;
 }
 
@@ -62,6 +63,7 @@ Outcome Watches::followProcess(Domain& domain, std::uint32_t slot) {
         idle_.erase(std::remove(idle_.begin(), idle_.end(), slot), idle_.end());
         return domain.isAlive(slot) ? Outcome::kDone : Outcome::kGone;
     }
+    idle_.reserve(kMostIdle + 1);  // a watch can be taken without memory
     const std::string what = "can't follow the life of process slot " + std::to_string(slot);
     const std::uint32_t incarnation = domain.slot(slot).incarnation.load();
     Descriptor fifo = domain.folder().open(Domain::processFolder(slot) + "/life", O_RDONLY);
@@ -98,8 +100,14 @@ bool Watches::followsPredecessor(const Domain& domain, std::uint32_t slot) const
     return life != lives_.end() && life->second.incarnation != domain.slot(slot).incarnation.load();
 }
 
+std::size_t Watches::count(std::uint32_t slot) const {
+    const auto found = watchesOf_.find(slot);
+    return found != watchesOf_.end() ? found->second : 0;
+}
+
 std::vector<Watches::Watch> Watches::takeAllOfDead(Domain& domain, std::uint32_t slot) {
     std::vector<Watch> taken;
+    taken.reserve(count(slot));
     const auto life = lives_.find(slot);
     if (life == lives_.end()) {
         return taken;

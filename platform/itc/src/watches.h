@@ -31,7 +31,8 @@ public:
     // From now on `epoll` reports the end of each followed process, with its slot as data.
     void reportTo(int epoll) { epoll_ = epoll; }
 
-    // Keeps `indication` for the end of `mailbox`. Returns the new watch's number.
+    // Keeps `indication` for the end of `mailbox`. Returns the new watch's number. If memory is
+    // short, throws and keeps nothing.
     std::uint32_t add(std::uint32_t mailbox, itc_msg* indication);
     // Ends the watch; its indication is null if there is no such watch.
     Watch take(std::uint32_t number);
@@ -43,7 +44,10 @@ public:
     bool followsProcesses() const { return !lives_.empty(); }
     // Whether the process that is followed in `slot` has a successor already.
     bool followsPredecessor(const Domain& domain, std::uint32_t slot) const;
-    // The process that was followed in `slot` has ended: ends all watches of its mailboxes.
+    // How many watches there are of mailboxes of the process in `slot`.
+    std::size_t count(std::uint32_t slot) const;
+    // The process that was followed in `slot` has ended: ends all watches of its mailboxes. If
+    // memory is short, throws and changes nothing.
     std::vector<Watch> takeAllOfDead(Domain& domain, std::uint32_t slot);
 
 private:

@@ -18,6 +18,7 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 using namespace ItcTest;
@@ -126,7 +127,7 @@ private:
         const OwnMailbox its(name.c_str());
         CHILD_CHECK(its.id() != ITC_NO_MAILBOX);
         sendNumber(self->receiver_, number);
-        const Message message = receive();
+        const Message message = receive(ITC_WAIT_FOREVER);
         sendNumber(senderOf(message), numberOf(message));
         return nullptr;
     }
@@ -143,6 +144,10 @@ TEST(Limit, OfMailboxesIsFarAboveTenThousand) {
     }
     constexpr unsigned kProcesses = 20;
     constexpr unsigned kThreads = 500;
+    rlimit descriptors = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &descriptors), 0);
+    descriptors.rlim_cur = descriptors.rlim_max;
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &descriptors), 0);
     const OwnMailbox mine;
     std::vector<std::unique_ptr<ChildProcess>> processes;
     for (unsigned process = 0; process < kProcesses; ++process) {
