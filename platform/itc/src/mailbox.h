@@ -129,7 +129,8 @@ private:
     Block* firstPosted_ = nullptr;
     Block* lastPosted_ = nullptr;
     std::size_t postedCount_ = 0;
-    // One of those who have posted since the last fetch wakes the owner, the first.
+    // The first of those who have posted since the last fetch wakes the owner; the others only if
+    // they find the bell silent.
     bool isWoken_ = false;
     std::vector<Watcher> watchers_;
     std::size_t pruneWatchersAt_ = 0;
