@@ -117,6 +117,13 @@ TEST_F(ServerProcess, ThatThrowsInAConcurrentCommandEndsIt) {
     EXPECT_EQ(server_.wait(), -SIGABRT);
 }
 
+TEST_F(ServerProcess, WhoseConcurrentCommandEndsItsThreadEnds) {
+    EXPECT_EQ(execute("endThreadConcurrently"), CommandTypes::Failed);
+
+    EXPECT_EQ(out_.str(), "Lost connection to server\n");
+    EXPECT_EQ(server_.wait(), -SIGABRT);
+}
+
 // The real server answers in one turn; this one dies between its answers.
 class DyingServerProcess : public testing::TestWithParam<const char*> {};
 

@@ -5,6 +5,7 @@
 #include <quoria/itc/itcOperations.h>
 #include <quoria/itcMessageSubscription/itcMessageSubscriptionIf.h>
 
+#include <pthread.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -70,6 +71,10 @@ CommandResultCode throwError(const Args&, std::ostream&) {
     throw std::runtime_error("broken");
 }
 
+CommandResultCode endThread(const Args&, std::ostream&) {
+    pthread_exit(nullptr);
+}
+
 }  // namespace
 
 int serve() {
@@ -82,6 +87,7 @@ int serve() {
         registry->registerCommandHandler("exit" + kind, exitProcess, concurrent);
         registry->registerCommandHandler("throw" + kind, throwError, concurrent);
     }
+    registry->registerCommandHandler("endThreadConcurrently", endThread, true);
     registry->registerCommandHandler("leave", leave, false);
     std::shared_ptr<CommandExecutionJobIf> job;
     const auto writeAndKeep = [&job](std::shared_ptr<CommandExecutionJobIf> newJob) {

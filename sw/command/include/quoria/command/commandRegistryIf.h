@@ -22,7 +22,8 @@
 // characters.
 //
 // An exception that a handler throws is not caught. One that leaves a concurrent handler ends
-// the process, one that leaves another handler leaves the run() of its thread's event loop.
+// the process, and so does a concurrent handler that ends its thread (pthread_exit); one that
+// leaves another handler leaves the run() of its thread's event loop.
 //
 // The registry goes at the exit of the process, which waits for a concurrent handler that still
 // runs (unless it is this handler that calls exit). It must not be used after that.
