@@ -119,12 +119,14 @@ void listProcess(const Domain& domain, std::uint32_t slot, std::vector<Listed>& 
         if (stack == kClosedStack) {
             return;
         }
-        const std::uint32_t fetched = record.arrived.load(relaxed) - record.taken.load(relaxed);
-        const std::uint64_t fetchedBytes =
-            record.arrivedBytes.load(relaxed) - record.takenBytes.load(relaxed);
-        const std::uint64_t queued = (stack >> 32) + fetched;
+        const std::uint32_t known =
+            record.posted.load(relaxed) + record.fetched.load(relaxed) - record.taken.load(relaxed);
+        const std::uint64_t knownBytes = record.postedBytes.load(relaxed) +
+                                         record.fetchedBytes.load(relaxed) -
+                                         record.takenBytes.load(relaxed);
+        const std::uint64_t queued = (stack >> 32) + known;
         listed.push_back({id, inbox.as<InboxHeader>()->pid, record.tid.load(relaxed), queued,
-                          fetchedBytes + bytesInStack(inbox, stack),
+                          knownBytes + bytesInStack(inbox, stack),
                           std::max<std::uint64_t>(record.mostQueued.load(relaxed), queued),
                           record.openedAt.load(relaxed), std::move(names[id])});
     });

@@ -17,7 +17,7 @@
 
 namespace itc {
 
-constexpr std::uint32_t kLayoutVersion = 2;
+constexpr std::uint32_t kLayoutVersion = 3;
 constexpr std::uint64_t kControlMagic = 0x6e69616d6f647169;  // "iqdomain"
 constexpr std::uint64_t kInboxMagic = 0x786f626e69717169;    // "iqqinbox"
 
@@ -118,14 +118,15 @@ struct alignas(128) MailboxRecord {
     // goes to the next, with neither bit, after it has emptied the bell, so that a ringer whose
     // byte is gone can't mark it. See bell.h.
     std::atomic<std::uint32_t> bellState;
-    // What the receiver writes for each message lies apart from what senders write. Messages are
-    // counted with their bytes: arrived are those fetched or posted inside the process, taken those
-    // received by the user.
-    alignas(64) std::atomic<std::uint32_t> arrived;
+    std::atomic<std::uint32_t> posted;
+    std::atomic<std::uint64_t> postedBytes;
+    // What the owner writes for each message lies apart from what senders use for each: a cache
+    // line that both write goes from one processor to the other and back.
+    alignas(64) std::atomic<std::uint32_t> fetched;
     std::atomic<std::uint32_t> taken;
-    std::atomic<std::uint64_t> arrivedBytes;
+    std::atomic<std::uint64_t> fetchedBytes;
     std::atomic<std::uint64_t> takenBytes;
-    std::atomic<std::uint32_t> mostQueued;  // arrived and not taken, at any time
+    std::atomic<std::uint32_t> mostQueued;  // posted or fetched and not taken, at any time
     std::atomic<std::int32_t> tid;
     std::atomic<std::int64_t> openedAt;  // milliseconds on the monotonic clock
 };

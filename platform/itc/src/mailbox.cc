@@ -46,9 +46,11 @@ std::unique_ptr<Mailbox> Mailbox::create(Process& process, std::uint32_t bellNum
 
 void Mailbox::open(std::uint32_t id, MailboxRecord& record) {
     record.bell.store(bellNumber_, std::memory_order_relaxed);
-    record.arrived.store(0, std::memory_order_relaxed);
+    record.posted.store(0, std::memory_order_relaxed);
+    record.postedBytes.store(0, std::memory_order_relaxed);
+    record.fetched.store(0, std::memory_order_relaxed);
+    record.fetchedBytes.store(0, std::memory_order_relaxed);
     record.taken.store(0, std::memory_order_relaxed);
-    record.arrivedBytes.store(0, std::memory_order_relaxed);
     record.takenBytes.store(0, std::memory_order_relaxed);
     record.mostQueued.store(0, std::memory_order_relaxed);
     record.tid.store(gettid(), std::memory_order_relaxed);
@@ -60,6 +62,7 @@ void Mailbox::open(std::uint32_t id, MailboxRecord& record) {
     // whoever frees what it had must see the stack.
     const std::lock_guard<std::mutex> lock(mutex_);
     record_ = &record;
+    untilMost_ = 0;
     id_.store(id, std::memory_order_relaxed);
     record.stack.store(kEmptyStack, std::memory_order_release);
     record.id.store(id, std::memory_order_release);
@@ -119,14 +122,19 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
         (lastPosted_ != nullptr ? lastPosted_->next : firstPosted_) = block;
         lastPosted_ = block;
         waiting = ++postedCount_;
-        posted_.store(true, std::memory_order_relaxed);
-        if (!quiet) {
-            wakes = !isWoken_;
+        if (waiting == 1) {
+            posted_.store(true, std::memory_order_relaxed);
+        }
+        if (!quiet && !isWoken_) {
+            wakes = true;
             isWoken_ = true;
         }
         record = record_;
         if (block->kind == kMessage) {
-            countArrived(1, block->size);
+            const auto relaxed = std::memory_order_relaxed;
+            record_->posted.store(record_->posted.load(relaxed) + 1, relaxed);
+            record_->postedBytes.store(record_->postedBytes.load(relaxed) + block->size, relaxed);
+            noteQueued(1);
         }
     }
     // One who was to wake the owner may have lost the processor before it did.
@@ -139,16 +147,27 @@ bool Mailbox::post(Block* block, std::uint32_t mailbox, bool quiet) {
     return true;
 }
 
-// With mutex_ held.
-void Mailbox::countArrived(std::uint32_t messages, std::uint64_t bytes) {
+// With mutex_ held, by the owner.
+void Mailbox::countFetched(std::uint32_t messages, std::uint64_t bytes) {
     const auto relaxed = std::memory_order_relaxed;
-    const std::uint32_t arrived = record_->arrived.load(relaxed) + messages;
-    record_->arrived.store(arrived, relaxed);
-    record_->arrivedBytes.store(record_->arrivedBytes.load(relaxed) + bytes, relaxed);
-    const std::uint32_t queued = arrived - record_->taken.load(relaxed);
-    if (queued > record_->mostQueued.load(relaxed)) {
-        record_->mostQueued.store(queued, relaxed);
+    record_->fetched.store(record_->fetched.load(relaxed) + messages, relaxed);
+    record_->fetchedBytes.store(record_->fetchedBytes.load(relaxed) + bytes, relaxed);
+    noteQueued(messages);
+}
+
+// With mutex_ held, for so many messages that were counted. Looks at what the owner writes for each
+// message only if there may be more in the queue now than ever before.
+void Mailbox::noteQueued(std::uint32_t messages) {
+    if (messages <= untilMost_) {
+        untilMost_ -= messages;
+        return;
     }
+    const auto relaxed = std::memory_order_relaxed;
+    const std::uint32_t queued = record_->posted.load(relaxed) + record_->fetched.load(relaxed) -
+                                 record_->taken.load(relaxed);
+    const std::uint32_t most = std::max(queued, record_->mostQueued.load(relaxed));
+    record_->mostQueued.store(most, relaxed);
+    untilMost_ = most - queued;
 }
 
 bool Mailbox::addWatcher(std::uint32_t mailbox, std::uint32_t watcher, std::uint32_t number) {

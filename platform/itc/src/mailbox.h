@@ -76,6 +76,8 @@ public:
     bool locate(const char* name, itc_msg* indication);
 
 private:
+    static constexpr std::size_t kCacheLine = 64;
+
     struct Watcher {
         std::uint32_t mailbox;
         std::uint32_t number;
@@ -100,7 +102,8 @@ private:
     void accept(Block* block, std::uint32_t self);
     void acceptNotice(const Block& block, const Notice& notice, std::uint32_t self);
     void deliver(itc_msg* indication, std::uint32_t sender);
-    void countArrived(std::uint32_t messages, std::uint64_t bytes);
+    void countFetched(std::uint32_t messages, std::uint64_t bytes);
+    void noteQueued(std::uint32_t messages);
     void countTaken(const Block& block);
     void noticeBacklog();
     void settle();
@@ -123,23 +126,25 @@ private:
     Descriptor bell_;
     Descriptor epoll_;  // what the user polls: the bell and the lives of watched processes
 
-    std::mutex mutex_;  // guards what follows
-    std::atomic<std::uint32_t> id_{0};
-    MailboxRecord* record_ = nullptr;
+    // What posting and fetching write for each message, in a cache line of its own.
+    alignas(kCacheLine) std::mutex mutex_;  // guards what follows
     Block* firstPosted_ = nullptr;
     Block* lastPosted_ = nullptr;
-    std::size_t postedCount_ = 0;
+    std::uint32_t postedCount_ = 0;
+    std::uint32_t untilMost_ = 0;  // so many may come before there can be more than ever
+
+    alignas(kCacheLine) std::atomic<std::uint32_t> id_{0};
+    std::atomic<bool> posted_{false};  // whether firstPosted_ is set, for a look without the lock
     // The first of those who have posted since the last fetch wakes the owner; the others only if
     // they find the bell silent.
     bool isWoken_ = false;
+    MailboxRecord* record_ = nullptr;
     std::vector<Watcher> watchers_;
     std::size_t pruneWatchersAt_ = 0;
     std::vector<std::string> names_;  // encoded
 
-    std::atomic<bool> posted_{false};  // whether firstPosted_ is set, for a look without the lock
-
     // Used by the owner alone.
-    MessageQueue queue_;
+    alignas(kCacheLine) MessageQueue queue_;
     std::vector<Block*> fetched_;  // by the fetch that is going on
     HighMark highMark_;
     bool isBelowMark_ = true;  // since it was reached last, the backlog has gone down by half

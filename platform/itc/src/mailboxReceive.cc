@@ -266,7 +266,7 @@ void Mailbox::fetchStack(std::uint64_t stack, std::vector<Block*>& fetched) {
         unit = block->link;
     }
     std::reverse(fetched.begin() + static_cast<std::ptrdiff_t>(before), fetched.end());
-    countArrived(messages, bytes);
+    countFetched(messages, bytes);
 }
 
 void Mailbox::accept(Block* block, std::uint32_t self) {
@@ -332,7 +332,7 @@ void Mailbox::deliver(itc_msg* indication, std::uint32_t sender) {
     blockOf(indication)->sender = sender;
     queue_.push(indication);
     const std::lock_guard<std::mutex> lock(mutex_);
-    countArrived(1, blockOf(indication)->size);
+    countFetched(1, blockOf(indication)->size);
 }
 
 // Waits up to `timeout` milliseconds for the bell or a death, and takes up the deaths. Returns

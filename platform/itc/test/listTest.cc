@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <thread>
 
 #include <pthread.h>
@@ -154,6 +156,26 @@ TEST(MailboxList, RemembersTheMostThatEverWaited) {
         queuedNumbers();
     }
     EXPECT_EQ(listedAs(mine.id()).mostQueued, 7U);
+}
+
+TEST(MailboxList, RemembersTheMostThatEverWaitedWhateverWasTakenInBetween) {
+    const OwnMailbox mine;
+    std::mt19937 random(1);
+    std::uint64_t waiting = 0;
+    std::uint64_t most = 0;
+    for (std::uint32_t step = 0; step < 1000; ++step) {
+        const bool sends = random() % 2 == 0;
+        for (std::uint64_t count = random() % 20; count > 0; --count) {
+            if (sends) {
+                sendNumber(mine.id(), step);
+                most = std::max(most, ++waiting);
+            } else if (waiting > 0) {
+                receive();
+                --waiting;
+            }
+        }
+        ASSERT_EQ(listedAs(mine.id()).mostQueued, most) << "after step " << step;
+    }
 }
 
 TEST(MailboxList, BeginsAnewWithTheNextMailboxOfAThread) {
