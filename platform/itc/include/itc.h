@@ -16,7 +16,7 @@
  * one receiver arrive in the order sent if they have one sender or if one was sent because of the
  * other. A message to a mailbox that is gone is freed. (Only when a receiving process has a backlog
  * of 1 GiB, or the file system of the domain is full, do senders of other processes wait.) Messages
- * that are queued survive the end of their sender and go with their receiver. Where 8192 messages
+ * that are queued survive the end of their sender and go with their receiver. Where 16384 messages
  * and more wait to be fetched, a sender calls sched_yield() once in 1024 messages, so that a
  * receiver that shares its processor can catch up.
  *

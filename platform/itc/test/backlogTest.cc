@@ -14,7 +14,7 @@ using namespace ItcTest;
 
 namespace {
 
-constexpr std::uint32_t kFarAhead = 8192;
+constexpr std::uint32_t kFarAhead = 16384;
 constexpr std::uint32_t kMessagesPerOffer = 1024;
 
 thread_local int offers = 0;
@@ -41,7 +41,7 @@ extern "C" __attribute__((visibility("default"))) int sched_yield() noexcept {
 
 namespace {
 
-TEST(Backlog, OfLessThanEightThousandLeavesTheProcessorToTheSender) {
+TEST(Backlog, OfLessThanSixteenThousandLeavesTheProcessorToTheSender) {
     const OwnMailbox mailbox;
     std::thread([&mailbox] {
         send(mailbox.id(), kFarAhead - 1);
