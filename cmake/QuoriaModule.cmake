@@ -26,6 +26,10 @@ function(quoria_module name)
   set_property(GLOBAL APPEND PROPERTY QUORIA_PUBLIC_INCLUDE_FOLDERS ${CMAKE_CURRENT_SOURCE_DIR}/include)
 endfunction()
 
+# A test is compiled more often than it is run, and rarely looked at by a debugger. What it tests is
+# compiled as for users.
+set(QUORIA_TEST_OPTIONS -O0 $<$<NOT:$<CONFIG:Debug>>:-g1>)
+
 # quoria_test(<name> SOURCES ... [PRIVATE_FOLDERS ...] [LIBRARIES ...] [PEERS ...] [RESOURCE_LOCK ...])
 #
 # A GoogleTest program; every test in it becomes a CTest test and thus a process of its own, with an
@@ -43,8 +47,7 @@ function(quoria_test name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${arg_PRIVATE_FOLDERS})
   target_link_libraries(${name} PRIVATE ${arg_LIBRARIES} quoria_testSupport)
-  # A test is compiled more often than it is run. What it tests is compiled as for users.
-  target_compile_options(${name} PRIVATE -O0)
+  target_compile_options(${name} PRIVATE ${QUORIA_TEST_OPTIONS})
   if(QUORIA_PRECOMPILED_TEST_HEADERS)
     target_precompile_headers(${name} REUSE_FROM quoria_precompiledTestHeaders)
   endif()

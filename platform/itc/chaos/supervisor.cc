@@ -22,10 +22,12 @@ namespace {
 
 constexpr std::uint32_t kLong = 60'000;
 // What a process may have more of at its end: bells and inboxes of those who are still there or
-// were the last to go, and memory that the library keeps ready.
+// were the last to go, and memory that the library keeps ready. In an inbox that are the answers of
+// the last process (2 MiB), and the records of all the mailboxes (2 MiB) and the stamps and lanes
+// (less than 1 MiB) that it can have, which a process that lives for minutes gets through.
 constexpr std::uint64_t kSpareDescriptors = 4;
 constexpr std::uint64_t kSpareHeap = 1U << 20;
-constexpr std::uint64_t kSpareInbox = 4U << 20;
+constexpr std::uint64_t kSpareInbox = 5U << 20;
 
 }  // namespace
 

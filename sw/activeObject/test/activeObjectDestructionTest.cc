@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "activeObjectFixture.h"
+#include "nthCall.h"
 #include "osFaults.h"
 
 namespace {
@@ -78,6 +79,16 @@ TEST_F(ActiveObjectDestruction, ReleasingInAFunctionOfItsOwnClosesTheWakeUpDescr
     post(*object, [&] {
         object.reset();
         EXPECT_EQ(fcntl(fd, F_GETFD), -1);
+    });
+    ended.pass();
+}
+
+TEST_F(ActiveObjectDestruction, ReleasingInAFunctionOfItsOwnEndsTheWatchBeforeTheDescriptor) {
+    const Gate ended;
+    auto object = create([this, ended] { openWhenThisThreadEnds(ended); });
+    post(*object, [&object] {
+        object.reset();
+        EXPECT_EQ(NthCall::lastRemoval(), 0);  // a closed one can't be removed
     });
     ended.pass();
 }

@@ -53,6 +53,14 @@ TEST_F(ActiveObject, WithoutANameTheThreadIsCalledActiveObject) {
     EXPECT_EQ(notes(), Notes{"start"});
 }
 
+TEST_F(ActiveObject, WithoutANameThePolicyIsAppliedAllTheSame) {
+    OsFaults::answerSetSchedParam(0);
+    const auto object = ActiveObjectIf::create(noting("start"), Policy{Policy::FIFO});
+    finish(*object);
+    ASSERT_EQ(OsFaults::setSchedParamCalls().size(), 1U);
+    EXPECT_EQ(OsFaults::setSchedParamCalls()[0].policy, SCHED_FIFO);
+}
+
 TEST_F(ActiveObject, ALongNameIsCutToFifteenBytes) {
     const auto object = ActiveObjectIf::create("abcdefghijklmnopqrst", {}, Policy{});
     call(*object, [] { EXPECT_EQ(nameOfThisThread(), "abcdefghijklmno"); });

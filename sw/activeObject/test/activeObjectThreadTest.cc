@@ -1,5 +1,6 @@
 #include "activeObjectThread.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <quoriaTest/traceCapture.h>
@@ -7,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <memory>
 #include <system_error>
 
 #include "activeObjectFixture.h"
@@ -64,6 +66,21 @@ TEST_F(ActiveObjectThreadTest, DrainingMovesEachFunctionAtMostOnceOnAverage) {
     }
     EXPECT_EQ(length, 0U);
     EXPECT_LE(moved, kFunctions);
+}
+
+TEST_F(ActiveObjectThreadTest, WhatIsStillQueuedGoesAfterTheDescriptor) {
+    bool wasClosed = false;
+    {
+        ActiveObjectThread other{"other"};
+        const int fd = eventfd(0, EFD_CLOEXEC);
+        Peer::giveEventFd(other, fd);
+        const auto look = [fd, &wasClosed](const int* token) {
+            wasClosed = fcntl(fd, F_GETFD) == -1;
+            delete token;
+        };
+        Peer::enqueue(other, [owned = std::shared_ptr<int>(new int(0), look)] {});
+    }
+    EXPECT_TRUE(wasClosed);
 }
 
 TEST_F(ActiveObjectThreadTest, EachReadinessTakesOneUnitAndRunsOneFunction) {

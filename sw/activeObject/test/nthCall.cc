@@ -16,6 +16,7 @@ namespace {
 std::atomic<const char*> armed{nullptr};
 std::atomic<int> remaining{0};
 std::atomic<int> failure{0};
+std::atomic<int> removal{-1};
 
 // Tells whether this call is the one to fail, and sets errno if it is.
 bool fails(const char* function) {
@@ -40,6 +41,10 @@ void fail(const char* function, int n, int error) {
     armed = function;
 }
 
+int lastRemoval() {
+    return removal;
+}
+
 bool disarm() {
     armed = nullptr;
     return remaining <= 0;
@@ -62,6 +67,7 @@ int epoll_ctl(int epfd, int op, int fd, epoll_event* event) noexcept {
     const auto realCall = real(&epoll_ctl, "epoll_ctl");
     if (op == EPOLL_CTL_DEL) {
         const int result = realCall(epfd, op, fd, event);
+        NthCall::removal = result;
         return fails("epoll_ctl") ? -1 : result;
     }
     return fails("epoll_ctl") ? -1 : realCall(epfd, op, fd, event);

@@ -15,6 +15,8 @@ namespace NthCall {
 void fail(const char* function, int n, int error);
 // Ends that, and tells whether the call has come.
 bool disarm();
+// What epoll said to the last removal of a descriptor.
+int lastRemoval();
 
 }  // namespace NthCall
 

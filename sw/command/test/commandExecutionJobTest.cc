@@ -50,6 +50,20 @@ protected:
                                                 procedure_, connection_};
 };
 
+// A result that can't be sent leaves a trace as well, and so the order shows.
+TEST_F(CommandExecutionJob, TracesItsResultBeforeItSendsIt) {
+    ScriptedItc::failAlloc(0x017070A5);
+
+    job_->done(CommandTypes::Success);
+
+    std::vector<std::string> messages;
+    for (const auto& event : trace_.events()) {
+        messages.push_back(event.msg);
+    }
+    EXPECT_THAT(messages, ElementsAre("Execution of command 'status' succeeded",
+                                      "itc_alloc failed for a message to mailbox: 0x71"));
+}
+
 TEST_F(CommandExecutionJob, TellsTheNameOfItsCommand) {
     EXPECT_EQ(job_->getCommandName(), "status");
 }

@@ -191,8 +191,34 @@ TEST_F(CommandRegistry, DoesNothingElseWithANameThatIsTaken) {
     const TraceCapture trace;
 
     add("x", say("second"));
+    addAsynch("x", sayAsynch("third"));
+    addConcurrent("x", say("fourth"));
+    addConcurrent("behind", say(""));
+    QuoriaTest::awaitMailbox("RCI:behind");
 
     EXPECT_EQ(trace.count("TRACE1", "Command 'x' registered"), 0U);
+}
+
+TEST_F(CommandRegistry, DeregistersWhatStaysAfterADuplicateOfAnotherKind) {
+    add("x", say("first"));
+    EXPECT_EQ(addConcurrent("x", say("second")), CommandTypes::InvalidArguments);
+
+    EXPECT_EQ(remove("x"), CommandTypes::Success);
+
+    EXPECT_EQ(run("x"), kRejected);
+}
+
+TEST_F(CommandRegistry, DeregistersAConcurrentCommandAfterDuplicatesOfOtherKinds) {
+    addConcurrent("x", say("first"));
+    QuoriaTest::awaitMailbox("RCI:x");
+    EXPECT_EQ(add("x", say("second")), CommandTypes::InvalidArguments);
+    EXPECT_EQ(addAsynch("x", sayAsynch("third")), CommandTypes::InvalidArguments);
+
+    EXPECT_EQ(registry_->deregisterCommandHandler("x"), CommandTypes::Success);
+
+    addConcurrent("behind", say(""));
+    QuoriaTest::awaitMailbox("RCI:behind");
+    EXPECT_EQ(run("x"), kRejected);
 }
 
 TEST_F(CommandRegistry, FailsToDeregisterWhatIsNotRegistered) {
@@ -316,6 +342,66 @@ TEST_F(CommandRegistry, LetsWhatAHandlerOwnsDeregisterOthersAsItGoes) {
     EXPECT_EQ(remove("x"), CommandTypes::Success);
 
     EXPECT_EQ(remove("other"), CommandTypes::Failed);
+}
+
+TEST_F(CommandRegistry, LetsWhatAHandlerOwnsFindItsOwnCommandGone) {
+    const auto deregister = [this](const int* token) {
+        EXPECT_EQ(registry_->deregisterCommandHandler("x"), CommandTypes::Failed);
+        delete token;
+    };
+    add("x", [owned = std::shared_ptr<int>(new int(0), deregister)](const auto&, auto&) {
+        return CommandTypes::Success;
+    });
+
+    EXPECT_EQ(remove("x"), CommandTypes::Success);
+}
+
+// Does something when it is copied, once.
+class CopiedHandler {
+public:
+    explicit CopiedHandler(std::function<void()> atCopy)
+        : atCopy_(std::make_shared<std::function<void()>>(std::move(atCopy))) {}
+    CopiedHandler(const CopiedHandler& other) : atCopy_(other.atCopy_) {
+        if (isArmed) {
+            isArmed = false;
+            (*atCopy_)();
+        }
+    }
+    CommandResultCode operator()(const std::vector<std::string>&, std::ostream&) const {
+        return CommandTypes::Success;
+    }
+    void operator()(const std::shared_ptr<CommandExecutionJobIf>&) const {}
+
+    static thread_local bool isArmed;
+
+private:
+    std::shared_ptr<std::function<void()>> atCopy_;
+};
+thread_local bool CopiedHandler::isArmed = false;
+
+TEST_F(CommandRegistry, LetsAHandlerThatIsCopiedFindItsNameTakenAndTheRegistryFree) {
+    int tried = 0;
+    const CopiedHandler handler([this, &tried] {
+        ++tried;
+        EXPECT_EQ(registry_->registerAsynchCommandHandler("x", sayAsynch("another")),
+                  CommandTypes::InvalidArguments);
+    });
+    const Handler synchronous = handler;
+    const AsynchHandler asynchronous = handler;
+
+    EXPECT_EQ(onServingThread([&] {
+                  CopiedHandler::isArmed = true;
+                  return registry_->registerCommandHandler("x", synchronous, false);
+              }),
+              CommandTypes::Success);
+    EXPECT_EQ(tried, 1);
+    remove("x");
+    EXPECT_EQ(onServingThread([&] {
+                  CopiedHandler::isArmed = true;
+                  return registry_->registerAsynchCommandHandler("x", asynchronous);
+              }),
+              CommandTypes::Success);
+    EXPECT_EQ(tried, 2);
 }
 
 TEST_F(CommandRegistry, MayBeUsedByManyThreads) {

@@ -8,6 +8,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <sstream>
 #include <stdexcept>
 #include <system_error>
@@ -32,11 +33,14 @@ public:
     void done(const CommandResultCode& result) override {
         results.push_back(result);
         doneOn = std::this_thread::get_id();
+        handlerThreadHadEnded = handlerThreadHasEnded;
     }
 
     std::ostringstream out;
     std::vector<CommandResultCode> results;
     std::thread::id doneOn;
+    std::atomic<bool> handlerThreadHasEnded{false};
+    bool handlerThreadHadEnded = false;  // when it was done
 
 private:
     const std::string name_ = "status";
@@ -169,6 +173,27 @@ TEST_F(ConcurrentInvoker, ReportsTheResultOnTheCallingThread) {
     invokeConcurrently(writeArgs)(job_);
 
     EXPECT_EQ(job_->doneOn, std::this_thread::get_id());
+}
+
+// Leaves whoever does not wait for the end of its thread a lot of time to show that.
+struct LongEnd {
+    ~LongEnd() {
+        for (int turn = 0; turn < 10'000; ++turn) {
+            std::this_thread::yield();
+        }
+        *hasCome = true;
+    }
+    std::atomic<bool>* hasCome = nullptr;
+};
+
+TEST_F(ConcurrentInvoker, ReportsTheResultWhenTheThreadHasEnded) {
+    invokeConcurrently([this](const auto&, auto&) {
+        thread_local LongEnd end;
+        end.hasCome = &job_->handlerThreadHasEnded;
+        return CommandTypes::Success;
+    })(job_);
+
+    EXPECT_TRUE(job_->handlerThreadHadEnded);
 }
 
 TEST_F(ConcurrentInvoker, GivesTheHandlerAMailboxForAsLongAsItRuns) {

@@ -82,6 +82,17 @@ TEST_F(RciClientConnecting, TakesAConfirmForItsOwnWhateverRequestThatNames) {
     EXPECT_TRUE(connect());
 }
 
+TEST_F(RciClientConnecting, KeepsThatThereIsNoMailboxInPlaceOfOneThatItHad) {
+    connect();  // a timeout
+    EXPECT_TRUE(client_.isConnected());
+    ScriptedItc::setLocatedMailbox(kNone);
+
+    EXPECT_FALSE(connect());
+
+    EXPECT_FALSE(client_.isConnected());
+    EXPECT_THAT(serverOf(client_), ElementsAre(kNone, 0U, 0U, kNone));
+}
+
 TEST_F(RciClientConnecting, FlushesEachLineThatItWrites) {
     QuoriaTest::FlushCounter buffer;
     std::ostream out(&buffer);

@@ -201,4 +201,28 @@ TEST_F(RciServerConnecting, SurvivesThatItcHasNoMemoryForTheAnswer) {
     EXPECT_EQ(jobs_.size(), 1U);
 }
 
+// An answer that can't be sent leaves a trace as well, and so the order shows.
+TEST_F(RciServerConnecting, TracesThatItAcceptsBeforeItAnswers) {
+    registerCommand("status");
+    ScriptedItc::failAlloc(0x017070A1);
+    const std::size_t before = trace_.events().size();
+
+    connect("status");
+
+    EXPECT_THAT(messagesSince(before),
+                ElementsAre("Connect accepted for command 'status'. Protocol rev: 1",
+                            "itc_alloc failed for a message to mailbox: 0x71"));
+}
+
+TEST_F(RciServerConnecting, TracesThatItRejectsBeforeItAnswers) {
+    ScriptedItc::failAlloc(0x017070A2);
+    const std::size_t before = trace_.events().size();
+
+    connect("other");
+
+    EXPECT_THAT(messagesSince(before),
+                ElementsAre("ABN: Connect rejected for command 'other'",
+                            "itc_alloc failed for a message to mailbox: 0x71"));
+}
+
 }  // namespace

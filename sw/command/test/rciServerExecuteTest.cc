@@ -48,6 +48,29 @@ TEST_F(RciServerExecuting, ConfirmsBeforeTheCommandRuns) {
     EXPECT_THAT(sentNumbers(), ElementsAre(kConnectCfm, kConnectCfm, kExecuteCfm, kOutputInd));
 }
 
+// A confirmation that can't be sent leaves a trace as well, and so the order shows.
+TEST_F(RciServerExecuting, ConfirmsBeforeItTracesTheRequest) {
+    ScriptedItc::failAlloc(kExecuteCfm);
+    const std::size_t before = trace_.events().size();
+
+    execute(1);
+
+    EXPECT_THAT(messagesSince(before),
+                ElementsAre("itc_alloc failed for a message to mailbox: 0x71",
+                            "Received execute request for command 'status' with args: {}"));
+}
+
+TEST_F(RciServerDisconnecting, TracesTheRequestBeforeItConfirms) {
+    ScriptedItc::failAlloc(kDisconnectCfm);
+    const std::size_t before = trace_.events().size();
+
+    disconnect(1);
+
+    EXPECT_THAT(messagesSince(before),
+                ElementsAre("Disconnect accepted for command 'status'",
+                            "itc_alloc failed for a message to mailbox: 0x71"));
+}
+
 TEST_F(RciServerExecuting, AnswersWhoeverAsks) {
     const std::uint32_t otherMailbox = 0x99;
     dispatch(Bytes().word(0x017070A3).word(8).word(1).word(0).text("spar"), otherMailbox);

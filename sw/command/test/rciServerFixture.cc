@@ -48,6 +48,15 @@ void RciServerFixture::dispatch(const Bytes& content, std::uint32_t sender) {
     handler(msg);
 }
 
+std::vector<std::string> RciServerFixture::messagesSince(std::size_t count) const {
+    std::vector<std::string> messages;
+    const std::vector<CapturedEvent> events = trace_.events();
+    for (std::size_t index = count; index < events.size(); ++index) {
+        messages.push_back(events[index].msg);
+    }
+    return messages;
+}
+
 std::vector<std::uint32_t> RciServerFixture::sentNumbers() {
     std::vector<std::uint32_t> numbers;
     for (const SentMessage& message : ScriptedItc::sent()) {

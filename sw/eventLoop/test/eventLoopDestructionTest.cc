@@ -57,6 +57,28 @@ TEST_F(EventLoopDestruction, RegisteredAndParkedHandlersAreReleased) {
     EXPECT_EQ(os->ctlCalls.size(), calls);  // closing the epoll descriptor is removal enough
 }
 
+TEST_F(EventLoopDestruction, WhatTheLoopHoldsGoesInOrder) {
+    const auto wrapperUsers = os.use_count();
+    int epollFd = -1;
+    Captured queued([&] {
+        log.push_back("queued");
+        EXPECT_FALSE(isOpen(epollFd));
+    });
+    Captured parked([&] { log.push_back("parked"); });
+    Captured registered([&] {
+        log.push_back("registered");
+        EXPECT_EQ(os.use_count(), wrapperUsers);
+    });
+    add(a, [held = registered.release()](int, unsigned int) {});
+    add(b, [held = parked.release()](int, unsigned int) {});
+    loop.removeFdHandler(b.fd());
+    loop.scheduleEvent([held = queued.release()] {});
+    epollFd = Peer::epollFd(loop);
+    EventLoopImpl::reset();
+    EXPECT_EQ(log, (std::vector<std::string>{"queued", "parked", "registered"}));
+    EXPECT_EQ(os.use_count(), wrapperUsers - 1);
+}
+
 TEST_F(EventLoopDestruction, TheSystemCallWrapperIsReleased) {
     const auto before = os.use_count();
     EventLoopImpl::reset();

@@ -163,6 +163,7 @@ TEST_F(EventLoopRegistration, RemovingTakesTheDescriptorOutOfTheKernelAndLeavesI
     EXPECT_EQ(loop.removeFdHandler(a.fd()), EventLoopIf::OK);
     EXPECT_EQ(lastCtl().op, EPOLL_CTL_DEL);
     EXPECT_EQ(lastCtl().fd, a.fd());
+    EXPECT_FALSE(lastCtl().hasEvent);
     EXPECT_NE(fcntl(a.fd(), F_GETFD), -1);
     EXPECT_EQ(loop.removeFdHandler(a.fd()), EventLoopIf::NOT_FOUND);
 }

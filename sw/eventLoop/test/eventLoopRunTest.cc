@@ -25,6 +25,12 @@ TEST_F(EventLoopRun, WithoutHandlersItReturnsOkAtOnceAndMakesNoEpollDescriptor) 
     EXPECT_EQ(Peer::epollFd(loop), -1);
 }
 
+TEST_F(EventLoopRun, WithoutHandlersItTakesAStopBackAllTheSame) {
+    EXPECT_EQ(loop.stop(), EventLoopIf::OK);
+    EXPECT_EQ(loop.run(), EventLoopIf::OK);
+    EXPECT_TRUE(Peer::running(loop));
+}
+
 TEST_F(EventLoopRun, AHandlerIsCalledWithItsDescriptorAndTheEventsThatHold) {
     int calledFd = -1;
     unsigned int calledEvents = 0;

@@ -40,7 +40,7 @@ int ScriptedOsWrapper::epollCreate1(int flags) {
 }
 
 int ScriptedOsWrapper::epollCtl(int epfd, int op, int fd, epoll_event* event) {
-    ctlCalls.push_back({op, fd, event != nullptr ? event->events : 0,
+    ctlCalls.push_back({op, fd, event != nullptr, event != nullptr ? event->events : 0,
                         event != nullptr ? event->data.ptr : nullptr});
     const auto failure = ctlFailures_.find(op);
     if (failure != ctlFailures_.end()) {

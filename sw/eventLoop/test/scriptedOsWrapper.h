@@ -21,6 +21,7 @@ public:
     struct CtlCall {
         int op;
         int fd;
+        bool hasEvent;
         std::uint32_t events;
         void* record;
     };

@@ -144,6 +144,8 @@ TEST_F(LocatorRequest, ACallbackThatCannotBeCopiedLeavesNoRequestBehind) {
     indicate(1, kFound);
     EXPECT_THAT(trace.messages("ERROR"),
                 ElementsAre("Received locate indication with unexpected identity: 1"));
+    locate("next");
+    EXPECT_THAT(LocateBlocks::takeIdentities(), ElementsAre(2U)) << "the first was counted";
 }
 
 TEST_F(LocatorRequest, NoAnswerComesFromInsideTheRequest) {

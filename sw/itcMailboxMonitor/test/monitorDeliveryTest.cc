@@ -187,6 +187,31 @@ TEST_F(MonitorDelivery, AUserStillToBeToldMayBeUnmonitoredFromADeliveryWithinIts
     EXPECT_THAT(told_, ElementsAre(kPeer));
 }
 
+class CountsCopies {
+public:
+    CountsCopies(int& copies, int& calls) : copies_(copies), calls_(calls) {}
+    CountsCopies(const CountsCopies& other) : copies_(other.copies_), calls_(other.calls_) {
+        ++copies_;
+    }
+    void operator()(unsigned int) const { ++calls_; }
+
+private:
+    int& copies_;
+    int& calls_;
+};
+
+TEST_F(MonitorDelivery, ACallbackIsNotCopiedWhenItsTurnComes) {
+    int copies = 0;
+    int calls = 0;
+    monitor().monitor(kPeer, CountsCopies(copies, calls));
+    const int copiesOfRegistration = copies;
+
+    endMailbox(kPeer);
+
+    EXPECT_EQ(calls, 1);
+    EXPECT_EQ(copies, copiesOfRegistration);
+}
+
 TEST_F(MonitorDelivery, AnEmptyCallbackThrowsWhenItsTurnComes) {
     const unsigned int handle = monitor().monitor(kPeer, nullptr);
     FakeItc::endMailbox(kPeer);

@@ -218,6 +218,22 @@ TEST_F(HandlerLifetime, WhatAHandlerOwnsMayUseTheSubscriptionAsItGoes) {
     EXPECT_FALSE(isRegistered(kMsgNo + 2));
 }
 
+TEST_F(HandlerLifetime, AResetTakesTheDescriptorOutOfTheLoopBeforeItDropsTheHandlers) {
+    const int fd = eventfd(0, EFD_CLOEXEC);
+    EventLoopIf::ReturnCode removed = EventLoopIf::OK;
+    const auto remove = [fd, &removed] {
+        removed = EventLoopIf::getInstance()->removeFdHandler(fd);
+    };
+    subscription().addMsgHandler(
+        kMsgNo, [user = std::make_shared<AtEnd>(remove)](const std::shared_ptr<itc_msg>&) {});
+    subscription().monitorItcFd(fd);
+
+    ItcMessageSubscriptionImpl::reset();
+
+    EXPECT_EQ(removed, EventLoopIf::NOT_FOUND);
+    close(fd);
+}
+
 TEST_F(HandlerLifetime, TheHandlersGoWithTheirThread) {
     std::weak_ptr<int> handler;
 

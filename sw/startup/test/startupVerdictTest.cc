@@ -141,6 +141,31 @@ TEST_F(StartupVerdict, ADeadlineCountsFromTheEndOfTheCreation) {
     EXPECT_EQ(trace.count("TRACE1", "'b' successfully initialized"), 1U);
 }
 
+class SlowToTellItsName : public QuoriaTest::V2Participant {
+public:
+    using V2Participant::V2Participant;
+    std::string getName() override {
+        SteadyClock::shift(hours(0));
+        return V2Participant::getName();
+    }
+};
+
+TEST_F(StartupVerdict, ADeadlineCountsFromWhenTheNameIsKnown) {
+    const TraceCapture trace({"INFO", "TRACE1"});
+    SteadyClock::shift(hours(-1));
+    addV2("a", stayAway);
+    registry_->registerParticipantCreator([this, &trace] {
+        return std::make_shared<SlowToTellItsName>("b", notes_, answerWhenToldOf("a", trace),
+                                                   nothing);
+    });
+
+    EXPECT_FALSE(start(hours(1)));
+    worker_.join();
+
+    EXPECT_THAT(trace.messages("INFO"), ElementsAre(noResponse("a", "3600")));
+    EXPECT_EQ(trace.count("TRACE1", "'b' successfully initialized"), 1U);
+}
+
 TEST_F(StartupVerdict, EachParticipantHasADeadlineOfItsOwn) {
     const TraceCapture trace({"INFO", "TRACE1"});
     SteadyClock::shift(hours(-1));

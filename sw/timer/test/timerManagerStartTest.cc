@@ -173,6 +173,18 @@ TEST_F(TimerManagerStart, AnotherThreadMakesNoDescriptor) {
     EXPECT_TRUE(os->createCalls.empty());
 }
 
+TEST_F(TimerManagerStart, AnotherThreadIsRefusedToCancelEvenIfNothingIsPending) {
+    std::thread([this] {
+        EXPECT_EQ(manager.cancelTimer(&a, 1), TimerManagerIf::WRONG_THREAD);
+    }).join();
+}
+
+TEST_F(TimerManagerStart, TheTimeRunsFromWhenTheDescriptorHasBeenMade) {
+    os->onDisarm = [this](int) { calls.setClock(kStart + 2ms); };
+    start(5ms, a, 1);
+    EXPECT_EQ(os->lastArmedFor(), kStart + 7ms);
+}
+
 TEST_F(TimerManagerStart, SuccessIsNotTraced) {
     const TraceCapture trace;
     start(1ms, a, 1);

@@ -2,6 +2,8 @@
 
 #include <quoria/trace/traceProvider.h>
 
+#include <atomic>
+
 namespace Quoria::Trace {
 
 namespace {
@@ -9,9 +11,14 @@ namespace {
 // The tracepoint headers put a destructor into each module that takes away, at exit, the functions
 // that firing an event calls; a thread that is between two of them then jumps to null. Threads do
 // fire events while the process ends, so the destructor of this module is asked to leave them. That
-// of an application's module can't be asked, which is why the statements fire in here.
+// of an application's module can't be asked, which is why the statements fire in here. Threads that
+// fire at the same time may ask several times; none of them waits for another.
 void outliveDestructors() {
-    [[maybe_unused]] static const bool asked = (tracepoint_disable_destructors(), true);
+    static std::atomic<bool> hasAsked{false};
+    if (!hasAsked.load(std::memory_order_relaxed)) {
+        tracepoint_disable_destructors();
+        hasAsked.store(true, std::memory_order_relaxed);
+    }
 }
 
 }  // namespace

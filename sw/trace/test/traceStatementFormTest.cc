@@ -94,6 +94,7 @@ TEST(TraceStatementForm, FileNameIsShortenedBeforeTheMessageIsBuilt) {
     };
     QTRACE_INFO(build());
     EXPECT_THAT(steps, ElementsAre(std::string("shorten ") + __FILE__, "build"));
+    EXPECT_NE(__FILE__[0], '/') << "the name that is shortened is relative";
 }
 
 TEST(TraceStatementForm, EverythingIsEvaluatedOnceWhileAllEventsAreEnabled) {

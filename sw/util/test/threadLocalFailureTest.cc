@@ -90,6 +90,19 @@ TEST(ThreadLocalFailure, WithoutTheCallThatMakesTheKeyEachCallGetsAnInstanceOfIt
     onceFails = false;
 }
 
+TEST(ThreadLocalFailure, OfTheCallThatMakesTheKeyIsNotMetTwice) {
+    using Instance = ThreadLocalLinux<Plain, 16>;
+    onceFails = true;
+    delete Instance::getInstance();
+    onceFails = false;
+    calls = {};
+
+    delete Instance::getInstance();
+
+    EXPECT_EQ(calls.once, 0);
+    EXPECT_EQ(calls.getSpecific, 1);
+}
+
 TEST(ThreadLocalFailure, AnInstanceThatCannotBeStoredServesItsCallerOnly) {
     using Instance = ThreadLocalLinux<Plain, 13>;
     setSpecificFails = true;

@@ -49,6 +49,8 @@ protected:
     // Calls what is registered with the thread's message subscription for the message's number.
     static void dispatch(const Bytes& content, std::uint32_t sender = kClient);
 
+    // The texts of all trace events but the first `count`, in their order.
+    std::vector<std::string> messagesSince(std::size_t count) const;
     // The numbers of the messages sent so far.
     static std::vector<std::uint32_t> sentNumbers();
 
