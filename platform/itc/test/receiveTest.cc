@@ -2,12 +2,11 @@
 #include "itcFixture.h"
 
 #include <gtest/gtest.h>
+#include <quoriaTest/threadState.h>
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
-#include <fstream>
-#include <string>
 #include <thread>
 
 #include <pthread.h>
@@ -15,19 +14,12 @@
 #include <unistd.h>
 
 using namespace ItcTest;
+using QuoriaTest::isAsleep;
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::milliseconds;
-
-bool isAsleep(pid_t thread) {
-    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
-    std::string stat;
-    std::getline(file, stat);
-    const std::size_t endOfName = stat.rfind(") ");
-    return endOfName != std::string::npos && stat.compare(endOfName, 3, ") S") == 0;
-}
 
 TEST(Receive, WithoutAMessageReturnsAtOnceWhenItMayNotWait) {
     const OwnMailbox mailbox;

@@ -1,8 +1,12 @@
 // Participants that fail, are silent or late, and creators that create nothing.
 #include "startupFixture.h"
 
+#include <quoriaTest/threadState.h>
 #include <quoriaTest/traceCapture.h>
 
+#include <unistd.h>
+
+#include <atomic>
 #include <future>
 #include <thread>
 
@@ -24,12 +28,14 @@ std::string noResponse(const std::string& name, const std::string& timeout) {
 
 class StartupVerdict : public QuoriaTest::StartupFixture {
 protected:
-    // Answers when an event has told that the participant `after` did not respond.
+    // Answers when an event has told that the participant `after` did not respond and the registry
+    // waits for the next one; at the latest in joinWorker().
     std::function<void(const Responder&)> answerWhenToldOf(const std::string& after,
                                                            const TraceCapture& trace) {
         return [this, after, &trace](const Responder& responder) {
-            worker_ = std::thread([after, &trace, responder] {
-                while (trace.count("INFO", noResponse(after, "3600")) == 0) {
+            worker_ = std::thread([this, after, &trace, responder, starter = gettid()] {
+                while (!isOver_ && (trace.count("INFO", noResponse(after, "3600")) == 0 ||
+                                    !QuoriaTest::isAsleep(starter))) {
                     std::this_thread::yield();
                 }
                 responder->ready(true);
@@ -37,6 +43,12 @@ protected:
         };
     }
 
+    void joinWorker() {
+        isOver_ = true;
+        worker_.join();
+    }
+
+    std::atomic<bool> isOver_{false};
     std::thread worker_;
 };
 
@@ -136,7 +148,7 @@ TEST_F(StartupVerdict, ADeadlineCountsFromTheEndOfTheCreation) {
     });
 
     EXPECT_FALSE(start(hours(1)));
-    worker_.join();
+    joinWorker();
 
     EXPECT_EQ(trace.count("TRACE1", "'b' successfully initialized"), 1U);
 }
@@ -160,7 +172,7 @@ TEST_F(StartupVerdict, ADeadlineCountsFromWhenTheNameIsKnown) {
     });
 
     EXPECT_FALSE(start(hours(1)));
-    worker_.join();
+    joinWorker();
 
     EXPECT_THAT(trace.messages("INFO"), ElementsAre(noResponse("a", "3600")));
     EXPECT_EQ(trace.count("TRACE1", "'b' successfully initialized"), 1U);
@@ -173,7 +185,7 @@ TEST_F(StartupVerdict, EachParticipantHasADeadlineOfItsOwn) {
     addV2("b", answerWhenToldOf("a", trace));
 
     EXPECT_FALSE(start(hours(1)));
-    worker_.join();
+    joinWorker();
 
     EXPECT_THAT(trace.messages("INFO"), ElementsAre(noResponse("a", "3600")));
     EXPECT_EQ(trace.count("TRACE1", "'b' successfully initialized"), 1U);
