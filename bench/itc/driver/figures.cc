@@ -1,6 +1,7 @@
 #include "figures.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace Bench {
 
@@ -18,13 +19,26 @@ void Figures::add(const Key& key, const std::string& unit, double value) {
     found->runs.push_back(value);
 }
 
+std::vector<double> Figures::runs(const Key& key) const {
+    const auto found = std::find_if(all_.begin(), all_.end(),
+                                    [&key](const Figure& figure) { return figure.key == key; });
+    return found == all_.end() ? std::vector<double>{} : found->runs;
+}
+
 std::optional<double> Figures::median(const Key& key) const {
-    for (const Figure& figure : all_) {
-        if (figure.key == key) {
-            return medianOf(figure.runs);
-        }
+    const std::vector<double> found = runs(key);
+    return found.empty() ? std::nullopt : std::make_optional(medianOf(found));
+}
+
+std::optional<double> Figures::medianRatio(const Key& key, const Key& toKey) const {
+    std::vector<double> ratios = runs(key);
+    const std::vector<double> divisors = runs(toKey);
+    if (ratios.empty() || ratios.size() != divisors.size()) {
+        return std::nullopt;
     }
-    return std::nullopt;
+    std::transform(ratios.begin(), ratios.end(), divisors.begin(), ratios.begin(),
+                   std::divides<>());
+    return medianOf(ratios);
 }
 
 double medianOf(std::vector<double> runs) {

@@ -36,8 +36,14 @@ public:
     const std::vector<Figure>& all() const { return all_; }
     // Of the runs so far; nothing if there is none.
     std::optional<double> median(const Key& key) const;
+    // The median of what each round had as the ratio of the two. A machine that is slow for a
+    // minute is so for both, which the ratio of two medians would not show. Nothing if one of the
+    // two is missing in a round.
+    std::optional<double> medianRatio(const Key& key, const Key& toKey) const;
 
 private:
+    std::vector<double> runs(const Key& key) const;
+
     std::vector<Figure> all_;
 };
 

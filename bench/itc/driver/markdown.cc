@@ -152,7 +152,7 @@ void writeMarkdown(std::ostream& out, const Figures& figures, const std::vector<
     out << circumstances.cpus << " CPUs (" << circumstances.cpu << "), Linux "
         << circumstances.kernel << ", load " << circumstances.loadBefore << " before and "
         << circumstances.loadAfter << " after; medians of " << circumstances.rounds
-        << " interleaved runs.\n\n";
+        << " interleaved runs. A ratio is the median of the rounds' ratios.\n\n";
     for (const std::string& program : circumstances.leftOut) {
         out << program << " is left out: its package was not there when this was built.\n\n";
     }

@@ -31,11 +31,10 @@ public:
                         figures_.median(ours),
                         peerName,
                         figures_.median(peer),
-                        std::nullopt,
+                        figures_.medianRatio(ours, peer),
                         textOf("at most %.2f", most),
                         std::nullopt};
-        if (outcome.ours && outcome.peers) {
-            outcome.ratio = *outcome.ours / *outcome.peers;
+        if (outcome.ratio) {
             outcome.reached = *outcome.ratio <= most;
         }
         outcomes_.push_back(outcome);

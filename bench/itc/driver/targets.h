@@ -18,7 +18,7 @@ struct Outcome {
     std::optional<double> ours;   // nanoseconds
     std::string peerName;         // "" if the target is a time
     std::optional<double> peers;  // nanoseconds
-    std::optional<double> ratio;  // ours to the peer's
+    std::optional<double> ratio;  // ours to the peer's, round by round
     std::string target;           // in words
     std::optional<bool> reached;  // nothing if one of the two was left out
 };
