@@ -23,7 +23,6 @@
 
 namespace {
 
-std::atomic<bool> isTracerAsking{false};
 std::atomic<bool> isMoreAskedFor{false};
 
 }  // namespace
@@ -33,8 +32,10 @@ extern "C" __attribute__((visibility("default"))) char* getenv(const char* name)
     Dl_info caller = {};
     if (dladdr(__builtin_return_address(0), &caller) != 0 && caller.dli_fname != nullptr &&
         std::strstr(caller.dli_fname, "libquoria") != nullptr) {
-        // The tracepoint headers ask, in each module that has events.
-        (std::strcmp(name, "LTTNG_UST_DEBUG") == 0 ? isTracerAsking : isMoreAskedFor) = true;
+        // That one the tracepoint headers ask for, in each module that has events.
+        if (std::strcmp(name, "LTTNG_UST_DEBUG") != 0) {
+            isMoreAskedFor = true;
+        }
     }
     const std::size_t length = std::strlen(name);
     for (char** entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
@@ -56,6 +57,11 @@ public:
 };
 
 TEST(Environment, IsNotAskedForAnythingByTheLibrary) {
+    ASSERT_EQ(dlsym(RTLD_DEFAULT, "getenv"), reinterpret_cast<void*>(&getenv));
+    Dl_info library = {};
+    ASSERT_NE(dladdr(reinterpret_cast<void*>(&EventLoopIf::getInstance), &library), 0);
+    ASSERT_NE(std::strstr(library.dli_fname, "libquoria"), nullptr);
+
     const itc_mbox_id_t mailbox = itc_create_mailbox("user", 0);
     auto* const subscription =
         &Quoria::ItcMessageSubscription::V1::ItcMessageSubscriptionIf::getInstance();

@@ -18,7 +18,8 @@
  * of 1 GiB, or the file system of the domain is full, do senders of other processes wait.) Messages
  * that are queued survive the end of their sender and go with their receiver. Where 16384 messages
  * and more wait to be fetched, a sender calls sched_yield() once in 1024 messages, so that a
- * receiver that shares its processor can catch up.
+ * receiver that shares its processor can catch up. (Under SCHED_DEADLINE that gives up the rest of
+ * the sender's period.)
  *
  * A forked child owns no mailbox and may create its own. Messages that it inherits it may free or
  * pass on, but those that its parent had received from other processes change once the parent frees

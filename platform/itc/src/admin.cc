@@ -60,7 +60,7 @@ Mapping openInbox(const Domain& domain, std::uint32_t slot) {
 
 // The bytes in a stack that its owner has not fetched. It may fetch it meanwhile: then the walk
 // goes astray, but not beyond the inbox.
-std::uint64_t bytesInStack(const Mapping& inbox, std::uint64_t stack) {
+std::uint64_t bytesOf(const Mapping& inbox, std::uint64_t stack) {
     const std::uint32_t chunks =
         std::min(inbox.as<InboxHeader>()->stampsReserved.load(), kChunkCount);
     std::uint64_t bytes = 0;
@@ -96,6 +96,33 @@ void forEachRecord(
     }
 }
 
+struct Backlog {
+    bool isOpen;
+    std::uint64_t messages;
+    std::uint64_t bytes;
+};
+
+// The owner runs on meanwhile. What has come is looked at before the stack, and what has been taken
+// last, so that a message that moves in between counts less rather than twice; one that came and
+// was taken in between may even have been taken without having come.
+Backlog backlogOf(const Mapping& inbox, const MailboxRecord& record) {
+    const auto acquire = std::memory_order_acquire;
+    const std::uint32_t come = record.posted.load(acquire) + record.fetched.load(acquire);
+    const std::uint64_t bytesCome =
+        record.postedBytes.load(acquire) + record.fetchedBytes.load(acquire);
+    const std::uint64_t stack = record.stack.load(acquire);
+    if (stack == kClosedStack) {
+        return {};
+    }
+    const std::uint64_t bytesInStack = bytesOf(inbox, stack);
+    const auto known = static_cast<std::int32_t>(come - record.taken.load(acquire));
+    const auto bytesKnown = static_cast<std::int64_t>(bytesCome - record.takenBytes.load(acquire));
+    const auto messages = static_cast<std::int64_t>(stack >> 32) + known;
+    const std::int64_t bytes = static_cast<std::int64_t>(bytesInStack) + bytesKnown;
+    return {true, static_cast<std::uint64_t>(std::max<std::int64_t>(messages, 0)),
+            static_cast<std::uint64_t>(std::max<std::int64_t>(bytes, 0))};
+}
+
 void listProcess(const Domain& domain, std::uint32_t slot, std::vector<Listed>& listed) {
     const Mapping inbox = openInbox(domain, slot);
     if (!inbox) {
@@ -114,21 +141,16 @@ void listProcess(const Domain& domain, std::uint32_t slot, std::vector<Listed>& 
         }
     });
     forEachRecord(inbox, slot, [&](std::uint32_t id, const MailboxRecord& record) {
-        const auto relaxed = std::memory_order_relaxed;
-        const std::uint64_t stack = record.stack.load(relaxed);
-        if (stack == kClosedStack) {
+        const Backlog backlog = backlogOf(inbox, record);
+        if (!backlog.isOpen) {
             return;
         }
-        const std::uint32_t known =
-            record.posted.load(relaxed) + record.fetched.load(relaxed) - record.taken.load(relaxed);
-        const std::uint64_t knownBytes = record.postedBytes.load(relaxed) +
-                                         record.fetchedBytes.load(relaxed) -
-                                         record.takenBytes.load(relaxed);
-        const std::uint64_t queued = (stack >> 32) + known;
-        listed.push_back({id, inbox.as<InboxHeader>()->pid, record.tid.load(relaxed), queued,
-                          knownBytes + bytesInStack(inbox, stack),
-                          std::max<std::uint64_t>(record.mostQueued.load(relaxed), queued),
-                          record.openedAt.load(relaxed), std::move(names[id])});
+        const auto relaxed = std::memory_order_relaxed;
+        listed.push_back(
+            {id, inbox.as<InboxHeader>()->pid, record.tid.load(relaxed), backlog.messages,
+             backlog.bytes,
+             std::max<std::uint64_t>(record.mostQueued.load(relaxed), backlog.messages),
+             record.openedAt.load(relaxed), std::move(names[id])});
     });
 }
 

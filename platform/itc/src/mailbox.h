@@ -126,7 +126,8 @@ private:
     Descriptor bell_;
     Descriptor epoll_;  // what the user polls: the bell and the lives of watched processes
 
-    // What posting and fetching write for each message, in a cache line of its own.
+    // What posting and fetching write for each message, in a cache line of its own (two on AArch64,
+    // where a lock is larger).
     alignas(kCacheLine) std::mutex mutex_;  // guards what follows
     Block* firstPosted_ = nullptr;
     Block* lastPosted_ = nullptr;

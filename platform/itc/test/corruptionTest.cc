@@ -6,6 +6,7 @@
 #include "layout.h"
 
 #include <gtest/gtest.h>
+#include <itc_admin.h>
 
 #include <algorithm>
 #include <atomic>
@@ -190,6 +191,26 @@ TEST_P(Garbage, InAnInboxHarmsNeitherOwnerNorSenders) {
 
 INSTANTIATE_TEST_SUITE_P(In, Garbage, testing::ValuesIn(kRegions),
                          [](const auto& instance) { return std::string(instance.param.name); });
+
+// The counts of an owner that takes messages while they are read.
+TEST(BacklogInTheList, IsNoneWhereMoreHasBeenTakenThanWasSeenToCome) {
+    const OwnMailbox mine;
+    const StrangersView view;
+    ASSERT_TRUE(view.isThere());
+    sendNumber(mine.id(), 1);
+    ASSERT_EQ(view.record(0).posted, 1U);
+    view.record(0).taken = 2;
+    view.record(0).takenBytes = 1000;
+    itc_mailbox_info listed = {};
+    const auto keep = [](const itc_mailbox_info* info, void* context) {
+        *static_cast<itc_mailbox_info*>(context) = *info;
+        return true;
+    };
+    ASSERT_EQ(itc_list_mailboxes(keep, &listed), 1);
+    EXPECT_EQ(listed.queued, 0U);
+    EXPECT_EQ(listed.queued_bytes, 0U);
+    EXPECT_EQ(listed.most_queued, 1U);
+}
 
 class CorruptStack : public testing::Test {
 protected:

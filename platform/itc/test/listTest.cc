@@ -178,6 +178,42 @@ TEST(MailboxList, RemembersTheMostThatEverWaitedWhateverWasTakenInBetween) {
     }
 }
 
+TEST(MailboxList, RemembersTheMostAlsoOfThoseThatCameFromAnotherProcess) {
+    const OwnMailbox mine;
+    ChildProcess other([&mine](Channel& test) {
+        for (;;) {
+            for (std::uint32_t count = test.get(); count > 0; --count) {
+                sendNumber(mine.id(), count);
+            }
+            test.put(0);
+        }
+        return kDone;
+    });
+    std::mt19937 random(1);
+    std::uint64_t waiting = 0;
+    std::uint64_t most = 0;
+    for (std::uint32_t step = 0; step < 200; ++step) {
+        const auto count = static_cast<std::uint32_t>(random() % 20);
+        if (random() % 2 == 0) {
+            other.put(count);
+            other.get();
+            EXPECT_EQ(receiveOnly({kOtherMsgNo}, ITC_NO_WAIT), nullptr);  // looks at all that came
+        } else {
+            for (std::uint32_t number = 0; number < count; ++number) {
+                sendNumber(mine.id(), number);
+            }
+        }
+        waiting += count;
+        most = std::max(most, waiting);
+        for (std::uint64_t taken = std::min<std::uint64_t>(waiting, 1 + random() % 20); taken > 0;
+             --taken) {
+            ASSERT_NE(receive(), nullptr);
+            --waiting;
+        }
+        ASSERT_EQ(listedAs(mine.id()).mostQueued, most) << "after step " << step;
+    }
+}
+
 TEST(MailboxList, BeginsAnewWithTheNextMailboxOfAThread) {
     itc_delete_mailbox(itc_create_mailbox(nullptr, 0));
     const OwnMailbox earlier;

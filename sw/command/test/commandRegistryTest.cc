@@ -345,8 +345,10 @@ TEST_F(CommandRegistry, LetsWhatAHandlerOwnsDeregisterOthersAsItGoes) {
 }
 
 TEST_F(CommandRegistry, LetsWhatAHandlerOwnsFindItsOwnCommandGone) {
-    const auto deregister = [this](const int* token) {
+    bool isReleased = false;
+    const auto deregister = [this, &isReleased](const int* token) {
         EXPECT_EQ(registry_->deregisterCommandHandler("x"), CommandTypes::Failed);
+        isReleased = true;
         delete token;
     };
     add("x", [owned = std::shared_ptr<int>(new int(0), deregister)](const auto&, auto&) {
@@ -354,6 +356,7 @@ TEST_F(CommandRegistry, LetsWhatAHandlerOwnsFindItsOwnCommandGone) {
     });
 
     EXPECT_EQ(remove("x"), CommandTypes::Success);
+    EXPECT_TRUE(isReleased);
 }
 
 // Does something when it is copied, once.

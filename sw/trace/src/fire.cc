@@ -12,7 +12,8 @@ namespace {
 // that firing an event calls; a thread that is between two of them then jumps to null. Threads do
 // fire events while the process ends, so the destructor of this module is asked to leave them. That
 // of an application's module can't be asked, which is why the statements fire in here. Threads that
-// fire at the same time may ask several times; none of them waits for another.
+// fire at the same time may ask several times, which is harmless: all store the same. None of them
+// waits for another, and none fires before the destructor was asked.
 void outliveDestructors() {
     static std::atomic<bool> hasAsked{false};
     if (!hasAsked.load(std::memory_order_relaxed)) {
