@@ -53,7 +53,7 @@ build: packages
 
 demo: packages
 	@test -f $(FOLDER)/build.ninja || cmake --preset $(PRESET)
-	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target rci collector store
+	@cmake --build --preset $(PRESET) --parallel $(JOBS) --target rci collector store minimalService
 	@examples/demo.sh $(FOLDER)
 
 check: build

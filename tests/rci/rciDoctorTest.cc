@@ -3,6 +3,7 @@
 
 #include <signal.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -98,7 +99,7 @@ TEST_F(RciDoctor, ADomainThatIsOpenToEveryoneIsAProblem) {
     const Outcome outcome = doctorOf(path_);
 
     EXPECT_EQ(outcome.exitCode, 1);
-    EXPECT_THAT(outcome.output, HasSubstr(", mode 0777\n"));
+    EXPECT_THAT(outcome.output, ContainsRegex("note +the domain is .+, mode 0777\n"));
     EXPECT_THAT(outcome.output, ContainsRegex("problem .+ is open to everyone \\(mode 0777\\)"));
 }
 
@@ -208,6 +209,24 @@ TEST_F(RciDoctor, UndeliveredMessagesAreNoted) {
     EXPECT_THAT(
         outcome.output,
         ContainsRegex("note +messages to mailboxes that were gone: 2, from process rciTest"));
+}
+
+TEST_F(RciDoctor, AProcessThatIsStoppedIsAProblem) {
+    TestService service;
+    service.sendSignal(SIGSTOP);
+    int status = 0;
+    ASSERT_EQ(waitpid(service.pid(), &status, WUNTRACED), service.pid());
+    ASSERT_TRUE(WIFSTOPPED(status));
+
+    const Outcome outcome = rci({"doctor"});
+
+    EXPECT_EQ(outcome.exitCode, 1);
+    EXPECT_THAT(outcome.output,
+                HasSubstr("problem  process rciTestService (pid " + std::to_string(service.pid()) +
+                          ") is stopped and answers nobody\n"));
+    service.sendSignal(SIGCONT);
+    ASSERT_EQ(waitpid(service.pid(), &status, WCONTINUED), service.pid());
+    EXPECT_EQ(rci({"doctor"}).exitCode, 0);
 }
 
 TEST_F(RciDoctor, LowLimitsAreTold) {

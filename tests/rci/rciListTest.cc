@@ -1,6 +1,7 @@
 #include "rciFixture.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <sstream>
 
 namespace {
@@ -79,6 +80,8 @@ TEST(RciList, WithoutAnyCommandThereIsOnlyTheHeading) {
 
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.output, "COMMAND  MAILBOX  PID  PROCESS\n");
+    EXPECT_EQ(outcome.error,
+              std::string("no command in mailbox domain ") + std::getenv("ITC_DOMAIN") + "\n");
 }
 
 TEST(RciList, WithoutAnyCommandTheArrayIsEmpty) {
@@ -86,6 +89,7 @@ TEST(RciList, WithoutAnyCommandTheArrayIsEmpty) {
 
     EXPECT_EQ(outcome.exitCode, 0);
     EXPECT_EQ(outcome.output, "[]\n");
+    EXPECT_THAT(outcome.error, IsEmpty());
 }
 
 TEST(RciList, JsonHoldsTheSameAsTheTable) {

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -99,7 +100,9 @@ bool Domain::openFolder(const std::string& path) {
     }
     if ((status.st_mode & S_IRWXO) != 0) {
         return fail("the mailbox domain " + path + " is open to everyone (mode " +
-                    octal(status.st_mode) + "); close it with chmod o= or name another one");
+                    octal(status.st_mode) + "); " +
+                    (mayBeADomain() ? "close it with chmod o= or name another one"
+                                    : "name a folder of its own (a missing one is made)"));
     }
     // Anyone may make the default folder of a user before that user does, so it must be the user's.
     isShared_ = (status.st_mode & S_IRWXG) == S_IRWXG;
@@ -113,6 +116,17 @@ bool Domain::openFolder(const std::string& path) {
         folderMode_ = 0770;
     }
     return true;
+}
+
+// What has other things in it, such as /tmp, nobody should be told to close.
+bool Domain::mayBeADomain() const {
+    bool isEmpty = true;
+    bool hasControl = false;
+    folder_.list(".", [&](const char* entry) {
+        isEmpty = false;
+        hasControl = hasControl || std::strcmp(entry, kControlFile) == 0;
+    });
+    return isEmpty || hasControl;
 }
 
 bool Domain::openControl() {

@@ -71,6 +71,7 @@ public:
 private:
     Domain() = default;
     bool openFolder(const std::string& path);
+    bool mayBeADomain() const;
     bool openControl();
     bool createControl();
     bool openToMembers(const std::string& name, mode_t mode) const;

@@ -91,6 +91,15 @@ TEST_F(DomainDirectory, ThatIsOpenToEveryoneIsRefused) {
     }
 }
 
+TEST_F(DomainDirectory, ThatIsOpenAndHoldsOtherThingsNobodyIsToldToClose) {
+    makeFolder(path_, 01777);
+    expectRefusal("; close it with chmod o= or name another one");
+    std::ofstream(path_ + "/other thing") << "of others";
+    expectRefusal("; name a folder of its own (a missing one is made)");
+    std::ofstream(path_ + "/domain") << "a domain that was opened to others";
+    expectRefusal("; close it with chmod o= or name another one");
+}
+
 TEST_F(DomainDirectory, ThatIsASymbolicLinkIsRefused) {
     makeFolder(path_ + "-real", 0700);
     ASSERT_EQ(symlink((path_ + "-real").c_str(), path_.c_str()), 0);

@@ -81,6 +81,9 @@ Request parseCommandLine(const Words& words) {
     CLI::App app("Runs the commands that the services of this machine offer.", "rci");
     app.set_version_flag("--version", "rci " RCI_VERSION);
     app.require_subcommand(1);
+    app.footer(
+        "It sees the processes of one mailbox domain: /dev/shm/itc-<uid>, or the folder that the\n"
+        "environment variable ITC_DOMAIN names by an absolute path.");
 
     CLI::App* run = app.add_subcommand("run", "Run a command and show its output as it comes");
     run->formatter(
@@ -124,7 +127,8 @@ Request parseCommandLine(const Words& words) {
     watch->add_flag("--json", watchAsJson, "Print a JSON object per line, for programs");
     watch->footer(
         "NAME is the name of a mailbox, as `rci mailboxes` shows it; the mailbox of a command is\n"
-        "called \"RCI:\" and the command's name.\n"
+        "called \"RCI:\" and the command's name. How its process ended is not known where the\n"
+        "process may not be looked at, nor, before Linux 6.15, if its parent was faster.\n"
         "\n"
         "Exit codes:\n"
         "  0    the mailbox has appeared and is gone\n"

@@ -24,6 +24,8 @@ namespace Rci {
 
 namespace {
 
+constexpr char kUse[] = "use";
+
 void append(Findings& all, Findings more) {
     std::move(more.begin(), more.end(), std::back_inserter(all));
 }
@@ -70,7 +72,7 @@ Findings lookInside(const DomainFolder& folder) {
         processes = livingProcesses();
         mailboxes = livingMailboxes();
     } catch (const std::runtime_error& failure) {
-        return {{Level::kProblem, "use", failure.what(), JsonObject()}};
+        return {{Level::kProblem, kUse, failure.what(), JsonObject()}};
     }
     Findings findings{population(processes, mailboxes)};
     // Those that come meanwhile have nothing to do with what was found before.
@@ -81,7 +83,13 @@ Findings lookInside(const DomainFolder& folder) {
     findings.push_back(remains(countDead(before, processes), countDead(left, processes)));
     append(findings, backlogs(mailboxes));
     append(findings, undelivered(processes));
+    append(findings, stopped(processes));
     return findings;
+}
+
+// Whether the domain could not be looked into.
+bool isUseless(const Findings& inside) {
+    return inside.front().topic == kUse;
 }
 
 // Why another version can't be used, itc says when it is asked.
@@ -139,7 +147,11 @@ int examineDomain(bool asJson) {
         }
     }
     if (!isAbsolute || !folder.isMissing()) {
-        append(findings, lookInside(folder));
+        Findings inside = lookInside(folder);
+        if (isUseless(inside) && !findings.empty()) {
+            findings.front().level = Level::kNote;  // true, but nothing that would be well
+        }
+        append(findings, std::move(inside));
     }
     findings.push_back(fileSizeLimit(limitOf(RLIMIT_FSIZE), layout.inbox_size));
     findings.push_back(descriptorLimit(limitOf(RLIMIT_NOFILE)));

@@ -2,6 +2,7 @@
 
 #include "quantity.h"
 
+#include <fstream>
 #include <string>
 
 namespace Rci {
@@ -21,6 +22,15 @@ Finding backlog(const MailboxEntry& mailbox) {
                 mailbox.thread + " (" + std::to_string(mailbox.tid) + ") of process " +
                 mailbox.process + " (pid " + std::to_string(mailbox.pid) + ") is doing",
             jsonOf(mailbox)};
+}
+
+bool isStopped(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    std::getline(file, line, '\0');
+    const std::size_t nameEnd = line.rfind(')');  // the name may hold any byte
+    return nameEnd != std::string::npos &&
+           (line.compare(nameEnd, 3, ") T") == 0 || line.compare(nameEnd, 3, ") t") == 0);
 }
 
 }  // namespace
@@ -50,6 +60,19 @@ Findings backlogs(const std::vector<MailboxEntry>& mailboxes) {
     for (const MailboxEntry& mailbox : mailboxes) {
         if (mailbox.queued >= kManyMessages || mailbox.queuedBytes >= kManyBytes) {
             findings.push_back(backlog(mailbox));
+        }
+    }
+    return findings;
+}
+
+Findings stopped(const std::vector<ProcessEntry>& processes) {
+    Findings findings;
+    for (const ProcessEntry& process : processes) {
+        if (isStopped(process.pid)) {
+            findings.push_back({Level::kProblem, "stopped",
+                                "process " + process.name + " (pid " + std::to_string(process.pid) +
+                                    ") is stopped and answers nobody",
+                                JsonObject().add("process", process.name).add("pid", process.pid)});
         }
     }
     return findings;

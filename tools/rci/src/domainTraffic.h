@@ -18,6 +18,9 @@ Findings backlogs(const std::vector<MailboxEntry>& mailboxes);
 // A finding for each process that has sent messages to receivers that were gone.
 Findings undelivered(const std::vector<ProcessEntry>& processes);
 
+// A finding for each process that has been stopped, by SIGSTOP or a debugger, and answers nobody.
+Findings stopped(const std::vector<ProcessEntry>& processes);
+
 }  // namespace Rci
 
 #endif

@@ -8,6 +8,7 @@
 #include "text.h"
 
 #include <itc.h>
+#include <itc_admin.h>
 #include <sys/types.h>
 
 #include <algorithm>
@@ -72,6 +73,10 @@ int listCommands(bool asJson) {
     std::sort(commands.begin(), commands.end(),
               [](const Command& a, const Command& b) { return a.name < b.name; });
     writeOutput(asJson ? asArray(commands) : asTable(commands));
+    // Whoever sees none may have looked in the wrong place.
+    if (commands.empty() && !asJson) {
+        complain(std::string("no command in mailbox domain ") + itc_domain_path());
+    }
     return 0;
 }
 

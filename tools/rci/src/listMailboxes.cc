@@ -7,6 +7,8 @@
 #include "table.h"
 #include "text.h"
 
+#include <itc_admin.h>
+
 #include <string>
 #include <vector>
 
@@ -42,6 +44,10 @@ std::string asArray(const std::vector<MailboxEntry>& mailboxes) {
 int listMailboxes(bool asJson) {
     const std::vector<MailboxEntry> mailboxes = livingMailboxes();
     writeOutput(asJson ? asArray(mailboxes) : asTable(mailboxes));
+    // Whoever sees none may have looked in the wrong place.
+    if (mailboxes.empty() && !asJson) {
+        complain(std::string("no mailbox in mailbox domain ") + itc_domain_path());
+    }
     return 0;
 }
 

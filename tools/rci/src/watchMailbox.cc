@@ -76,6 +76,8 @@ public:
         } else if (status) {
             how = " with exit code " + std::to_string(WEXITSTATUS(*status));
             object.add("exit_code", WEXITSTATUS(*status));
+        } else {
+            how = ", how is not known";
         }
         write("mailbox " + std::to_string(mailbox) + " is gone: its" +
                   (entry ? owner(entry, " ") : " process") + " ended" + how,

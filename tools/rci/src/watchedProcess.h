@@ -18,13 +18,14 @@ public:
     WatchedProcess(const WatchedProcess&) = delete;
     WatchedProcess& operator=(const WatchedProcess&) = delete;
 
-    // Of a process that is about to end: its status as waitpid() tells it. Nothing if its parent
-    // has taken that already, it may not be read, or the process is not one that we see.
+    // Of a process that is about to end: its status as waitpid() tells it. Nothing if it may not be
+    // read, the process is not one that we see, or, before Linux 6.15, its parent has taken it.
     std::optional<int> endStatus() const;
 
 private:
     bool awaitEnd() const;
     bool mayBeRead() const;
+    std::optional<int> statusAfterwards() const;
 
     const pid_t pid_;
     const int descriptor_;

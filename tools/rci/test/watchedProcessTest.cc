@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/utsname.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+#include <cstdio>
 
 namespace {
 
@@ -32,13 +35,23 @@ TEST(WatchedProcess, ItsStatusIsThatWhichItsParentWillGet) {
     EXPECT_EQ(seen, status);
 }
 
-TEST(WatchedProcess, ItsStatusIsUnknownOnceItsParentHasTakenIt) {
+// Linux 6.15 keeps it for those who hold on to the process.
+bool keepsStatus() {
+    utsname system = {};
+    int major = 0;
+    int minor = 0;
+    return uname(&system) == 0 && std::sscanf(system.release, "%d.%d", &major, &minor) == 2 &&
+           (major > 6 || (major == 6 && minor >= 15));
+}
+
+TEST(WatchedProcess, ItsStatusIsKnownOnceItsParentHasTakenItIfTheKernelKeepsIt) {
     const pid_t child = startChild();
     const WatchedProcess process(child);
     ASSERT_EQ(kill(child, SIGKILL), 0);
-    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
 
-    EXPECT_EQ(process.endStatus(), std::nullopt);
+    EXPECT_EQ(process.endStatus(), keepsStatus() ? std::make_optional(status) : std::nullopt);
 }
 
 TEST(WatchedProcess, AProcessThatIsNotThereHasNoStatus) {
